@@ -1,0 +1,116 @@
+#include "search/sv_data.h"
+
+#include "platform/directory_listing.h"
+#include "platform/library_folders.h"
+#include "search/wildcard_matcher.h"
+#include "util/logging.h"
+#include "util/path_utils.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kEveryEntry = u"*"_s;
+const QString kEveryLevel = u"*...*"_s;
+
+// Catalogue paths name places of the system ("/Library/...") or of the home
+// folder ("~/..."); the former live below the system root.
+QString localPath(const QString& path)
+{
+    if (path.startsWith(u'~'))
+        return sv::stringByExpandingTildeInPath(path);
+    if (path.startsWith(u'/'))
+        return LibraryFolders::underSystemRoot(path);
+    return path;
+}
+
+bool isFolder(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.exists() && info.isDir();
+}
+
+} // namespace
+
+QList<QUrl> SVData::existingFilesInArray(const QStringList& paths) const
+{
+    QList<QUrl> urls;
+    for (const QString& path : paths) {
+        const QString expanded = localPath(path);
+        if (QFileInfo::exists(expanded))
+            urls.append(QUrl::fromLocalFile(expanded));
+    }
+    return urls;
+}
+
+QList<QUrl> SVData::searchResultsForSearches(const QStringList& searches) const
+{
+    QList<QUrl> urls;
+    for (const QString& search : searches)
+        urls.append(resultsOfSearch(search));
+    return urls;
+}
+
+QList<QUrl> SVData::resultsOfSearch(const QString& search) const
+{
+    return resultsOfSearchIn(QString(), sv::searchComponents(search));
+}
+
+QList<QUrl> SVData::resultsOfSearchIn(const QString& base,
+                                      const QStringList& remainingComponents) const
+{
+    if (remainingComponents.isEmpty()) {
+        if (!base.isEmpty() && QFileInfo::exists(base))
+            return {QUrl::fromLocalFile(base)};
+        return {};
+    }
+    const QString first = remainingComponents.first();
+    const QStringList rest = remainingComponents.mid(1);
+    QString next = base;
+    if (first == kEveryLevel) {
+        sv::log(u"Wildcard *...* not yet implemented."_s);
+        if (next.isNull())
+            next = LibraryFolders::systemRoot();
+    } else if (first == kEveryEntry || first.contains(u'?')) {
+        return resultsOfWildcardStep(base, first, rest);
+    }
+    next = next.isNull() ? localPath(first)
+                         : sv::stringByAppendingPathComponent(next, first);
+    return resultsOfSearchIn(next, rest);
+}
+
+QList<QUrl> SVData::resultsOfWildcardStep(QString base, const QString& component,
+                                          const QStringList& rest) const
+{
+    if (!base.isNull() && !isFolder(base))
+        return {};
+    if (base.isNull())
+        base = LibraryFolders::systemRoot();
+    const DirectoryListing listing = DirectoryListing::list(base);
+    if (!listing.ok) {
+        sv::log(u"%1 : ERROR : %2"_s.arg(u"SVData::resultsOfSearchIn"_s, listing.error));
+        return {};
+    }
+    const bool everyEntry = component == kEveryEntry;
+    QList<QUrl> urls;
+    for (const QString& name : listing.names) {
+        if (everyEntry || sv::matchesWildcardString(name, component))
+            urls.append(resultsOfSearchIn(sv::stringByAppendingPathComponent(base, name), rest));
+    }
+    return urls;
+}
+
+void SVData::runTests() const
+{
+    sv::log(u"These searches should pass..."_s);
+    const QStringList searches = {u"/Library"_s, u"/Library/*/Plug-Ins"_s,
+                                  u"~/Library/*/Plug-Ins"_s, u"~/Library/*/Plug-Ins/*/??.vst3"_s};
+    for (const QString& search : searches) {
+        QStringList found;
+        for (const QUrl& url : resultsOfSearch(search))
+            found.append(url.toString());
+        sv::log(u"Results for \"%1\" : %2"_s.arg(search, found.join(u", "_s)));
+    }
+}
