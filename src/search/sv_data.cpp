@@ -1,12 +1,11 @@
 #include "search/sv_data.h"
 
 #include "platform/directory_listing.h"
+#include "platform/file_status.h"
 #include "platform/library_folders.h"
 #include "search/wildcard_matcher.h"
 #include "util/logging.h"
 #include "util/path_utils.h"
-
-#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -17,8 +16,7 @@ const QString kEveryLevel = u"*...*"_s;
 
 // Catalogue paths name places of the system ("/Library/...") or of the home
 // folder ("~/..."); the former live below the system root.
-QString localPath(const QString& path)
-{
+QString localPath(const QString& path) {
     if (path.startsWith(u'~'))
         return sv::stringByExpandingTildeInPath(path);
     if (path.startsWith(u'/'))
@@ -26,43 +24,33 @@ QString localPath(const QString& path)
     return path;
 }
 
-bool isFolder(const QString& path)
-{
-    const QFileInfo info(path);
-    return info.exists() && info.isDir();
-}
-
 } // namespace
 
-QList<QUrl> SVData::existingFilesInArray(const QStringList& paths) const
-{
+QList<QUrl> SVData::existingFilesInArray(const QStringList& paths) const {
     QList<QUrl> urls;
     for (const QString& path : paths) {
         const QString expanded = localPath(path);
-        if (QFileInfo::exists(expanded))
+        if (FileStatus::exists(expanded))
             urls.append(QUrl::fromLocalFile(expanded));
     }
     return urls;
 }
 
-QList<QUrl> SVData::searchResultsForSearches(const QStringList& searches) const
-{
+QList<QUrl> SVData::searchResultsForSearches(const QStringList& searches) const {
     QList<QUrl> urls;
     for (const QString& search : searches)
         urls.append(resultsOfSearch(search));
     return urls;
 }
 
-QList<QUrl> SVData::resultsOfSearch(const QString& search) const
-{
+QList<QUrl> SVData::resultsOfSearch(const QString& search) const {
     return resultsOfSearchIn(QString(), sv::searchComponents(search));
 }
 
 QList<QUrl> SVData::resultsOfSearchIn(const QString& base,
-                                      const QStringList& remainingComponents) const
-{
+                                      const QStringList& remainingComponents) const {
     if (remainingComponents.isEmpty()) {
-        if (!base.isEmpty() && QFileInfo::exists(base))
+        if (!base.isEmpty() && FileStatus::exists(base))
             return {QUrl::fromLocalFile(base)};
         return {};
     }
@@ -76,15 +64,13 @@ QList<QUrl> SVData::resultsOfSearchIn(const QString& base,
     } else if (first == kEveryEntry || first.contains(u'?')) {
         return resultsOfWildcardStep(base, first, rest);
     }
-    next = next.isNull() ? localPath(first)
-                         : sv::stringByAppendingPathComponent(next, first);
+    next = next.isNull() ? localPath(first) : sv::stringByAppendingPathComponent(next, first);
     return resultsOfSearchIn(next, rest);
 }
 
 QList<QUrl> SVData::resultsOfWildcardStep(QString base, const QString& component,
-                                          const QStringList& rest) const
-{
-    if (!base.isNull() && !isFolder(base))
+                                          const QStringList& rest) const {
+    if (!base.isNull() && !FileStatus::isFolder(base))
         return {};
     if (base.isNull())
         base = LibraryFolders::systemRoot();
@@ -94,16 +80,16 @@ QList<QUrl> SVData::resultsOfWildcardStep(QString base, const QString& component
         return {};
     }
     const bool everyEntry = component == kEveryEntry;
+    const QStringList pattern = sv::splitPattern(component);
     QList<QUrl> urls;
     for (const QString& name : listing.names) {
-        if (everyEntry || sv::matchesWildcardString(name, component))
+        if (everyEntry || sv::matchesSearchComponents(name, pattern))
             urls.append(resultsOfSearchIn(sv::stringByAppendingPathComponent(base, name), rest));
     }
     return urls;
 }
 
-void SVData::runTests() const
-{
+void SVData::runTests() const {
     sv::log(u"These searches should pass..."_s);
     const QStringList searches = {u"/Library"_s, u"/Library/*/Plug-Ins"_s,
                                   u"~/Library/*/Plug-Ins"_s, u"~/Library/*/Plug-Ins/*/??.vst3"_s};

@@ -20,7 +20,8 @@ public:
     QList<QUrl> resultsOfSearch(const QString& search) const;
     // Resolves the remaining components below base (a null base means the
     // expression has not reached a folder yet).
-    QList<QUrl> resultsOfSearchIn(const QString& base, const QStringList& remainingComponents) const;
+    QList<QUrl> resultsOfSearchIn(const QString& base,
+                                  const QStringList& remainingComponents) const;
     // Logs the results of four fixed expressions.
     void runTests() const;
 

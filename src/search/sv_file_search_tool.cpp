@@ -1,12 +1,11 @@
 #include "search/sv_file_search_tool.h"
 
 #include "platform/directory_listing.h"
+#include "platform/file_status.h"
 #include "platform/library_folders.h"
 #include "util/logging.h"
 #include "util/path_utils.h"
 #include "util/string_extensions.h"
-
-#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -16,8 +15,7 @@ SVFileSearchTool* sharedInstance = nullptr;
 
 const QString kSavedState = u"Saved Application State"_s;
 
-QList<QUrl> subfolders(const QList<QUrl>& folders, const QString& name)
-{
+QList<QUrl> subfolders(const QList<QUrl>& folders, const QString& name) {
     QList<QUrl> result;
     for (const QUrl& folder : folders)
         result.append(
@@ -25,14 +23,12 @@ QList<QUrl> subfolders(const QList<QUrl>& folders, const QString& name)
     return result;
 }
 
-QUrl entryUrl(const QString& folder, const QString& name)
-{
+QUrl entryUrl(const QString& folder, const QString& name) {
     return QUrl::fromLocalFile(sv::stringByAppendingPathComponent(folder, name));
 }
 
 // White space as the suffix rule trims it: spaces and tabs, not line ends.
-QString trimWhiteSpace(const QString& text)
-{
+QString trimWhiteSpace(const QString& text) {
     const auto isWhite = [](QChar c) {
         return c == u'\t' || c.category() == QChar::Separator_Space;
     };
@@ -45,39 +41,33 @@ QString trimWhiteSpace(const QString& text)
     return text.mid(start, end - start);
 }
 
-bool equalsIgnoringCase(const QString& a, const QString& b)
-{
+bool equalsIgnoringCase(const QString& a, const QString& b) {
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
 } // namespace
 
-SVFileSearchTool::SVFileSearchTool()
-{
+SVFileSearchTool::SVFileSearchTool() {
     if (!sharedInstance)
         sharedInstance = this;
 }
 
-SVFileSearchTool* SVFileSearchTool::sharedTool()
-{
+SVFileSearchTool* SVFileSearchTool::sharedTool() {
     if (!sharedInstance)
         new SVFileSearchTool; // stores itself in the slot and lives for the process
     return sharedInstance;
 }
 
-QUrl SVFileSearchTool::containerDirectoryForApplicationIdentifier(const QString& identifier) const
-{
+QUrl SVFileSearchTool::containerDirectoryForApplicationIdentifier(const QString& identifier) const {
     return LibraryFolders::containerFolder(identifier);
 }
 
-bool SVFileSearchTool::containerExists(const QString& identifier) const
-{
+bool SVFileSearchTool::containerExists(const QString& identifier) const {
     const QUrl container = containerDirectoryForApplicationIdentifier(identifier);
-    return !container.isEmpty() && QFileInfo::exists(container.toLocalFile());
+    return !container.isEmpty() && FileStatus::exists(container.toLocalFile());
 }
 
-QUrl SVFileSearchTool::containerSubfolder(const QString& identifier, const QString& last) const
-{
+QUrl SVFileSearchTool::containerSubfolder(const QString& identifier, const QString& last) const {
     QString path = containerDirectoryForApplicationIdentifier(identifier).toLocalFile();
     for (const QString& component : {u"Data"_s, u"Library"_s, last})
         path = sv::stringByAppendingPathComponent(path, component);
@@ -85,8 +75,7 @@ QUrl SVFileSearchTool::containerSubfolder(const QString& identifier, const QStri
 }
 
 QList<QUrl> SVFileSearchTool::preferenceFilesForApplicationName(const QString& name,
-                                                                const QString& identifier) const
-{
+                                                                const QString& identifier) const {
     const QString appName = sv::stringByDeletingPathExtension(name).toLower();
     QList<QUrl> found;
     for (const QUrl& folder : subfolders(LibraryFolders::userLibraryFolders(), u"Preferences"_s))
@@ -100,8 +89,7 @@ QList<QUrl> SVFileSearchTool::preferenceFilesForApplicationName(const QString& n
 }
 
 QList<QUrl> SVFileSearchTool::cacheFilesForApplicationName(const QString& name,
-                                                           const QString& identifier) const
-{
+                                                           const QString& identifier) const {
     const QString appName = sv::stringByDeletingPathExtension(name).toLower();
     QList<QUrl> found;
     for (const QUrl& folder : LibraryFolders::userCachesFolders())
@@ -111,7 +99,8 @@ QList<QUrl> SVFileSearchTool::cacheFilesForApplicationName(const QString& name,
     if (containerExists(identifier)) {
         found.append(
             filesInDirectory(containerSubfolder(identifier, u"Caches"_s), appName, identifier));
-        found.append(savedStatesInDirectory(containerSubfolder(identifier, kSavedState), identifier));
+        found.append(
+            savedStatesInDirectory(containerSubfolder(identifier, kSavedState), identifier));
     }
     for (const QUrl& folder : LibraryFolders::localCachesFolders())
         found.append(filesInDirectory(folder, appName, identifier));
@@ -119,8 +108,7 @@ QList<QUrl> SVFileSearchTool::cacheFilesForApplicationName(const QString& name,
 }
 
 QList<QUrl> SVFileSearchTool::filesInDirectory(const QUrl& folder, const QString& name,
-                                               const QString& identifier) const
-{
+                                               const QString& identifier) const {
     const QString path = folder.toLocalFile();
     sv::log(u"Searching in directory %1"_s.arg(path));
     const bool isPreferences = equalsIgnoringCase(sv::lastPathComponent(path), u"Preferences"_s);
@@ -138,8 +126,7 @@ QList<QUrl> SVFileSearchTool::filesInDirectory(const QUrl& folder, const QString
 }
 
 QList<QUrl> SVFileSearchTool::savedStatesInDirectory(const QUrl& folder,
-                                                     const QString& identifier) const
-{
+                                                     const QString& identifier) const {
     const QString path = folder.toLocalFile();
     QList<QUrl> found;
     for (const QString& entry : DirectoryListing::list(path).names) {
@@ -151,8 +138,7 @@ QList<QUrl> SVFileSearchTool::savedStatesInDirectory(const QUrl& folder,
 }
 
 bool SVFileSearchTool::nameIsRelatedToApplicationName(const QString& entryName,
-                                                      const QString& applicationName)
-{
+                                                      const QString& applicationName) {
     const QString reduced = sv::stringByDeletingPathExtension(entryName).toLower();
     for (const QString& word : {u"se"_s, u"le"_s, u"trial"_s, u"express"_s, u"free"_s}) {
         if (!sv::endsWithString(applicationName, word))
@@ -163,8 +149,7 @@ bool SVFileSearchTool::nameIsRelatedToApplicationName(const QString& entryName,
     return false;
 }
 
-void SVFileSearchTool::runNameComparisonTests()
-{
+void SVFileSearchTool::runNameComparisonTests() {
     struct Case {
         QString entry;
         QString application;
@@ -183,7 +168,7 @@ void SVFileSearchTool::runNameComparisonTests()
         for (const Case& c : cases) {
             const bool related = nameIsRelatedToApplicationName(c.entry, c.application);
             sv::log(u"Test : %1 == %2  ?  %3"_s.arg(c.entry, c.application,
-                                                     related ? u"YES"_s : u"NO"_s));
+                                                    related ? u"YES"_s : u"NO"_s));
         }
     };
     sv::log(u"These tests should pass..."_s);

@@ -10,22 +10,21 @@ namespace {
 
 const QString kAnyRun = u"??"_s;
 
-quint8 lowByte(QChar c)
-{
+quint8 lowByte(QChar c) {
     return static_cast<quint8>(c.unicode() & 0xff);
 }
 
 // The scanner that splits patterns skips white space and line ends before each
 // scan, so leading white space of every piece is dropped.
-qsizetype skipWhiteSpace(const QString& text, qsizetype pos)
-{
+qsizetype skipWhiteSpace(const QString& text, qsizetype pos) {
     while (pos < text.size() && text.at(pos).isSpace())
         ++pos;
     return pos;
 }
 
-QStringList splitPattern(const QString& pattern)
-{
+} // namespace
+
+QStringList splitPattern(const QString& pattern) {
     QStringList components;
     qsizetype pos = 0;
     while (skipWhiteSpace(pattern, pos) < pattern.size()) {
@@ -44,8 +43,9 @@ QStringList splitPattern(const QString& pattern)
     return components;
 }
 
-bool matchesAfterAnyRun(QStringView subject, const QStringList& components)
-{
+namespace {
+
+bool matchesAfterAnyRun(QStringView subject, const QStringList& components) {
     if (components.size() == 1)
         return true;
     const QString& next = components.at(1);
@@ -67,20 +67,17 @@ bool matchesAfterAnyRun(QStringView subject, const QStringList& components)
     return false;
 }
 
-bool isSpecialComponent(const QString& component)
-{
+bool isSpecialComponent(const QString& component) {
     return component.contains(u'?') || component == u"*"_s || component == u"*..*"_s;
 }
 
 } // namespace
 
-bool matchesWildcardString(const QString& subject, const QString& pattern)
-{
+bool matchesWildcardString(const QString& subject, const QString& pattern) {
     return matchesSearchComponents(subject, splitPattern(pattern));
 }
 
-bool matchesSearchComponents(QStringView subject, const QStringList& components)
-{
+bool matchesSearchComponents(QStringView subject, const QStringList& components) {
     // An empty list behaves as one empty literal piece.
     const QString first = components.isEmpty() ? QString() : components.first();
     if (first == kAnyRun)
@@ -94,8 +91,7 @@ bool matchesSearchComponents(QStringView subject, const QStringList& components)
     return matchesSearchComponents(subject.mid(first.size()), components.mid(1));
 }
 
-bool matchesSimpleWildcardString(QStringView subject, QStringView piece)
-{
+bool matchesSimpleWildcardString(QStringView subject, QStringView piece) {
     if (subject.isEmpty())
         return true;
     const qsizetype length = std::min(subject.size(), piece.size());
@@ -107,13 +103,13 @@ bool matchesSimpleWildcardString(QStringView subject, QStringView piece)
     return true;
 }
 
-QStringList searchComponents(const QString& expression)
-{
+QStringList searchComponents(const QString& expression) {
     QStringList result;
     QString pending;
     for (const QString& component : pathComponents(expression)) {
         if (!isSpecialComponent(component)) {
-            pending = pending.isEmpty() ? component : stringByAppendingPathComponent(pending, component);
+            pending =
+                pending.isEmpty() ? component : stringByAppendingPathComponent(pending, component);
             continue;
         }
         if (!pending.isEmpty())
@@ -126,8 +122,7 @@ QStringList searchComponents(const QString& expression)
     return result;
 }
 
-void SVSearchTestSuite()
-{
+void SVSearchTestSuite() {
     struct Case {
         QString subject;
         QString pattern;

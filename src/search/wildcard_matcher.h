@@ -11,6 +11,9 @@
 namespace sv {
 
 bool matchesWildcardString(const QString& subject, const QString& pattern);
+// The pattern split into "??" tokens and literal pieces, as
+// matchesWildcardString splits it (white space before each piece dropped).
+QStringList splitPattern(const QString& pattern);
 bool matchesSearchComponents(QStringView subject, const QStringList& components);
 bool matchesSimpleWildcardString(QStringView subject, QStringView piece);
 // Splits a path search expression into plain paths and wildcard components:

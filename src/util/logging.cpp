@@ -4,8 +4,7 @@ Q_LOGGING_CATEGORY(lcSorvane, "sorvane", QtInfoMsg)
 
 namespace sv {
 
-void log(const QString& line)
-{
+void log(const QString& line) {
     qCInfo(lcSorvane).noquote() << line;
 }
 

@@ -10,8 +10,9 @@ namespace sv {
 namespace {
 
 // Collapses runs of "/" and drops a trailing "/" (but keeps a lone "/").
-QString fixSlashes(const QString& path)
-{
+QString fixSlashes(const QString& path) {
+    if (!path.contains(u"//"_s) && (path.size() <= 1 || !path.endsWith(u'/')))
+        return path;
     QString fixed;
     fixed.reserve(path.size());
     for (QChar c : path) {
@@ -26,8 +27,7 @@ QString fixSlashes(const QString& path)
 
 // Index where the extension starts (after the dot) within a slash-fixed path,
 // or -1. A leading dot of the last component, and "..", start no extension.
-qsizetype extensionStart(const QString& fixed)
-{
+qsizetype extensionStart(const QString& fixed) {
     const qsizetype componentStart = fixed.lastIndexOf(u'/') + 1;
     const qsizetype dot = fixed.lastIndexOf(u'.');
     if (dot < componentStart || dot == componentStart)
@@ -37,8 +37,7 @@ qsizetype extensionStart(const QString& fixed)
     return dot + 1;
 }
 
-QString homeOfUser(const QString& name)
-{
+QString homeOfUser(const QString& name) {
     if (name.isEmpty())
         return QDir::homePath();
     const QByteArray encoded = name.toUtf8();
@@ -48,8 +47,7 @@ QString homeOfUser(const QString& name)
 
 } // namespace
 
-QStringList pathComponents(const QString& path)
-{
+QStringList pathComponents(const QString& path) {
     QStringList components;
     if (path.isEmpty())
         return components;
@@ -62,30 +60,26 @@ QStringList pathComponents(const QString& path)
     return components;
 }
 
-QString lastPathComponent(const QString& path)
-{
+QString lastPathComponent(const QString& path) {
     const QString fixed = fixSlashes(path);
     if (fixed == u"/"_s)
         return fixed;
     return fixed.mid(fixed.lastIndexOf(u'/') + 1);
 }
 
-QString pathExtension(const QString& path)
-{
+QString pathExtension(const QString& path) {
     const QString fixed = fixSlashes(path);
     const qsizetype start = extensionStart(fixed);
     return start < 0 ? QString() : fixed.mid(start);
 }
 
-QString stringByDeletingPathExtension(const QString& path)
-{
+QString stringByDeletingPathExtension(const QString& path) {
     const QString fixed = fixSlashes(path);
     const qsizetype start = extensionStart(fixed);
     return start < 0 ? fixed : fixed.left(start - 1);
 }
 
-QString stringByAppendingPathComponent(const QString& path, const QString& component)
-{
+QString stringByAppendingPathComponent(const QString& path, const QString& component) {
     if (path.isEmpty())
         return fixSlashes(component);
     if (component.isEmpty())
@@ -93,8 +87,7 @@ QString stringByAppendingPathComponent(const QString& path, const QString& compo
     return fixSlashes(path + u'/' + component);
 }
 
-QString stringByDeletingLastPathComponent(const QString& path)
-{
+QString stringByDeletingLastPathComponent(const QString& path) {
     const QString fixed = fixSlashes(path);
     const qsizetype slash = fixed.lastIndexOf(u'/');
     if (slash < 0)
@@ -104,8 +97,7 @@ QString stringByDeletingLastPathComponent(const QString& path)
     return fixed.left(slash);
 }
 
-QString stringByExpandingTildeInPath(const QString& path)
-{
+QString stringByExpandingTildeInPath(const QString& path) {
     if (!path.startsWith(u'~'))
         return path;
     const qsizetype slash = path.indexOf(u'/');

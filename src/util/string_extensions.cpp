@@ -4,8 +4,7 @@ using namespace Qt::StringLiterals;
 
 namespace sv {
 
-QString stringByInsertingTildeInPath(const QString& path)
-{
+QString stringByInsertingTildeInPath(const QString& path) {
     // A plain prefix test: "/Usersfoo/bar" is abbreviated too, deliberately.
     if (!path.startsWith(u"/Users"_s))
         return path;
@@ -19,15 +18,13 @@ QString stringByInsertingTildeInPath(const QString& path)
     return u"~"_s;
 }
 
-bool startsWithString(const QString& string, const QString& prefix)
-{
+bool startsWithString(const QString& string, const QString& prefix) {
     if (prefix.size() > string.size())
         return false;
     return QStringView(string).left(prefix.size()) == prefix;
 }
 
-bool endsWithString(const QString& string, const QString& suffix)
-{
+bool endsWithString(const QString& string, const QString& suffix) {
     if (suffix.size() > string.size())
         return false;
     for (qsizetype i = 1; i <= suffix.size(); ++i) {

@@ -12,8 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QStringList paths(const QList<QUrl>& urls)
-{
+QStringList paths(const QList<QUrl>& urls) {
     QStringList result;
     for (const QUrl& url : urls)
         result.append(url.toLocalFile());
@@ -22,11 +21,9 @@ QStringList paths(const QList<QUrl>& urls)
 
 // The listing order of a folder as the file system gives it, which is the
 // order results must keep.
-QStringList listingOrder(const QString& folder)
-{
-    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                      QDir::NoDotAndDotDot,
-                                  QDir::Unsorted);
+QStringList listingOrder(const QString& folder) {
+    return QDir(folder).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
 }
 
 class PathSearch : public ::testing::Test {
@@ -36,25 +33,24 @@ protected:
     LogCapture log;
 };
 
-TEST_F(PathSearch, FixedPathsKeepOrderAndDropMissingOnes)
-{
+TEST_F(PathSearch, FixedPathsKeepOrderAndDropMissingOnes) {
     const QString a = sandbox.makeFile(sandbox.homePath(u"Library/a.plist"_s));
     const QString b = sandbox.makeFile(sandbox.rootPath(u"Library/Preferences/b.plist"_s));
-    EXPECT_EQ(paths(data.existingFilesInArray(
-                  {u"/Library/Preferences/b.plist"_s, u"~/Library/missing"_s, u"~/Library/a.plist"_s})),
+    EXPECT_EQ(paths(data.existingFilesInArray({u"/Library/Preferences/b.plist"_s,
+                                               u"~/Library/missing"_s, u"~/Library/a.plist"_s})),
               (QStringList{b, a}));
     EXPECT_TRUE(log.lines().isEmpty());
 }
 
-TEST_F(PathSearch, PlainExpressionBehavesLikeAFixedPath)
-{
-    const QString folder = sandbox.makeFolder(sandbox.homePath(u"Library/Application Support/Tool"_s));
-    EXPECT_EQ(paths(data.resultsOfSearch(u"~/Library/Application Support/Tool"_s)), QStringList{folder});
+TEST_F(PathSearch, PlainExpressionBehavesLikeAFixedPath) {
+    const QString folder =
+        sandbox.makeFolder(sandbox.homePath(u"Library/Application Support/Tool"_s));
+    EXPECT_EQ(paths(data.resultsOfSearch(u"~/Library/Application Support/Tool"_s)),
+              QStringList{folder});
     EXPECT_TRUE(data.resultsOfSearch(u"~/Library/Application Support/Other"_s).isEmpty());
 }
 
-TEST_F(PathSearch, StarFollowsEveryEntryHiddenOnesIncludedInListingOrder)
-{
+TEST_F(PathSearch, StarFollowsEveryEntryHiddenOnesIncludedInListingOrder) {
     for (const QString& name : {u"Alpha"_s, u".Hidden"_s, u"Beta"_s, u"NoPlugIns"_s})
         sandbox.makeFolder(sandbox.rootPath(u"Library/"_s + name));
     for (const QString& name : {u"Alpha"_s, u".Hidden"_s, u"Beta"_s})
@@ -72,8 +68,7 @@ TEST_F(PathSearch, StarFollowsEveryEntryHiddenOnesIncludedInListingOrder)
     EXPECT_TRUE(log.lines().isEmpty());
 }
 
-TEST_F(PathSearch, PatternStepsMatchNamesTwoLevelsDown)
-{
+TEST_F(PathSearch, PatternStepsMatchNamesTwoLevelsDown) {
     const QString plugins = sandbox.homePath(u"Library/Audio/Plug-Ins"_s);
     sandbox.makeFile(plugins + u"/Components/Synth.vst3"_s);
     sandbox.makeFile(plugins + u"/Components/.vst3"_s);
@@ -92,16 +87,14 @@ TEST_F(PathSearch, PatternStepsMatchNamesTwoLevelsDown)
     EXPECT_EQ(paths(data.resultsOfSearch(u"~/Library/*/Plug-Ins/*/??.vst3"_s)), expected);
 }
 
-TEST_F(PathSearch, SingleQuestionMarkMatchesOneCharacter)
-{
+TEST_F(PathSearch, SingleQuestionMarkMatchesOneCharacter) {
     sandbox.makeFile(sandbox.homePath(u"Library/Logs/a1.log"_s));
     sandbox.makeFile(sandbox.homePath(u"Library/Logs/a12.log"_s));
     EXPECT_EQ(paths(data.resultsOfSearch(u"~/Library/Logs/a?.log"_s)),
               QStringList{sandbox.homePath(u"Library/Logs/a1.log"_s)});
 }
 
-TEST_F(PathSearch, LeadingWildcardListsTheSystemRoot)
-{
+TEST_F(PathSearch, LeadingWildcardListsTheSystemRoot) {
     sandbox.makeFolder(sandbox.rootPath(u"Library/Keychains"_s));
     sandbox.makeFolder(sandbox.rootPath(u"System/Keychains"_s));
     QStringList expected;
@@ -112,15 +105,13 @@ TEST_F(PathSearch, LeadingWildcardListsTheSystemRoot)
     EXPECT_EQ(paths(data.resultsOfSearch(u"*/Keychains"_s)), expected);
 }
 
-TEST_F(PathSearch, MissingMiddleFolderGivesNothingSilently)
-{
+TEST_F(PathSearch, MissingMiddleFolderGivesNothingSilently) {
     EXPECT_TRUE(data.resultsOfSearch(u"~/Library/NoSuchFolder/*/x"_s).isEmpty());
     EXPECT_TRUE(data.resultsOfSearch(u"~/Library/NoSuchFolder/a?"_s).isEmpty());
     EXPECT_TRUE(log.lines().isEmpty());
 }
 
-TEST_F(PathSearch, EveryLevelWildcardIsLoggedAndTreatedAsAName)
-{
+TEST_F(PathSearch, EveryLevelWildcardIsLoggedAndTreatedAsAName) {
     sandbox.makeFolder(sandbox.homePath(u"Library/Tool"_s));
     sandbox.makeFolder(sandbox.homePath(u"Library/Tool/*...*"_s));
     // Alone between wildcards it is an element of its own: logged, then a name.
@@ -137,8 +128,7 @@ TEST_F(PathSearch, EveryLevelWildcardIsLoggedAndTreatedAsAName)
               QStringList{sandbox.rootPath(u"*...*/Logs"_s)});
 }
 
-TEST_F(PathSearch, UnlistableFolderLogsTheErrorAndEndsItsBranch)
-{
+TEST_F(PathSearch, UnlistableFolderLogsTheErrorAndEndsItsBranch) {
     if (runningAsRoot()) {
         // Root lists anything: the same test runs again as an unprivileged user.
         const RerunResult rerun = rerunCurrentTestUnprivileged();
@@ -160,30 +150,27 @@ TEST_F(PathSearch, UnlistableFolderLogsTheErrorAndEndsItsBranch)
     EXPECT_TRUE(lines.first().contains(locked));
 }
 
-TEST_F(PathSearch, SearchesConcatenateInOrder)
-{
+TEST_F(PathSearch, SearchesConcatenateInOrder) {
     const QString b = sandbox.makeFile(sandbox.homePath(u"Library/b"_s));
     const QString a = sandbox.makeFile(sandbox.homePath(u"Library/a"_s));
-    EXPECT_EQ(paths(data.searchResultsForSearches({u"~/Library/b"_s, u"~/Library/none/*"_s,
-                                                   u"~/Library/a"_s, u"~/Library/b"_s})),
+    EXPECT_EQ(paths(data.searchResultsForSearches(
+                  {u"~/Library/b"_s, u"~/Library/none/*"_s, u"~/Library/a"_s, u"~/Library/b"_s})),
               (QStringList{b, a, b}));
 }
 
-TEST_F(PathSearch, RunTestsLogsEachExpressionWithItsResults)
-{
+TEST_F(PathSearch, RunTestsLogsEachExpressionWithItsResults) {
     const QString library = sandbox.makeFolder(sandbox.rootPath(u"Library"_s));
     const QString vst = sandbox.makeFile(sandbox.homePath(u"Library/Audio/Plug-Ins/VST3/x.vst3"_s));
     data.runTests();
     const QString libraryUrl = QUrl::fromLocalFile(library).toString();
     const QString pluginsUrl =
         QUrl::fromLocalFile(sandbox.homePath(u"Library/Audio/Plug-Ins"_s)).toString();
-    EXPECT_EQ(log.lines(),
-              (QStringList{u"These searches should pass..."_s,
-                           u"Results for \"/Library\" : "_s + libraryUrl,
-                           u"Results for \"/Library/*/Plug-Ins\" : "_s,
-                           u"Results for \"~/Library/*/Plug-Ins\" : "_s + pluginsUrl,
-                           u"Results for \"~/Library/*/Plug-Ins/*/??.vst3\" : "_s +
-                               QUrl::fromLocalFile(vst).toString()}));
+    EXPECT_EQ(log.lines(), (QStringList{u"These searches should pass..."_s,
+                                        u"Results for \"/Library\" : "_s + libraryUrl,
+                                        u"Results for \"/Library/*/Plug-Ins\" : "_s,
+                                        u"Results for \"~/Library/*/Plug-Ins\" : "_s + pluginsUrl,
+                                        u"Results for \"~/Library/*/Plug-Ins/*/??.vst3\" : "_s +
+                                            QUrl::fromLocalFile(vst).toString()}));
 }
 
 } // namespace

@@ -8,32 +8,28 @@ namespace {
 LogCapture* active = nullptr;
 }
 
-LogCapture::LogCapture()
-{
+LogCapture::LogCapture() {
     active = this;
     previous_ = qInstallMessageHandler(&LogCapture::handler);
 }
 
-LogCapture::~LogCapture()
-{
+LogCapture::~LogCapture() {
     qInstallMessageHandler(previous_);
     active = nullptr;
 }
 
-QStringList LogCapture::lines() const
-{
+QStringList LogCapture::lines() const {
     QMutexLocker lock(&mutex_);
     return lines_;
 }
 
-void LogCapture::clear()
-{
+void LogCapture::clear() {
     QMutexLocker lock(&mutex_);
     lines_.clear();
 }
 
-void LogCapture::handler(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
+void LogCapture::handler(QtMsgType type, const QMessageLogContext& context,
+                         const QString& message) {
     LogCapture* capture = active;
     if (capture && context.category && std::strcmp(context.category, "sorvane") == 0) {
         QMutexLocker lock(&capture->mutex_);

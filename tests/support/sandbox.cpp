@@ -1,8 +1,8 @@
 #include "sandbox.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
@@ -15,32 +15,27 @@ Sandbox::Sandbox()
     : home_(dir_.filePath(QStringLiteral("home")))
     , root_(dir_.filePath(QStringLiteral("root")))
     , oldHome_(qgetenv("HOME"))
-    , oldRoot_(qgetenv("SORVANE_SYSTEM_ROOT"))
-{
+    , oldRoot_(qgetenv("SORVANE_SYSTEM_ROOT")) {
     QDir().mkpath(home_);
     QDir().mkpath(root_);
     qputenv("HOME", QFile::encodeName(home_));
     qputenv("SORVANE_SYSTEM_ROOT", QFile::encodeName(root_));
 }
 
-Sandbox::~Sandbox()
-{
+Sandbox::~Sandbox() {
     qputenv("HOME", oldHome_);
     qputenv("SORVANE_SYSTEM_ROOT", oldRoot_);
 }
 
-QString Sandbox::homePath(const QString& relative) const
-{
+QString Sandbox::homePath(const QString& relative) const {
     return home_ + QLatin1Char('/') + relative;
 }
 
-QString Sandbox::rootPath(const QString& relative) const
-{
+QString Sandbox::rootPath(const QString& relative) const {
     return root_ + QLatin1Char('/') + relative;
 }
 
-QString Sandbox::makeFile(const QString& path, const QByteArray& content) const
-{
+QString Sandbox::makeFile(const QString& path, const QByteArray& content) const {
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     if (file.open(QIODevice::WriteOnly))
@@ -48,23 +43,21 @@ QString Sandbox::makeFile(const QString& path, const QByteArray& content) const
     return path;
 }
 
-QString Sandbox::makeFolder(const QString& path) const
-{
+QString Sandbox::makeFolder(const QString& path) const {
     QDir().mkpath(path);
     return path;
 }
 
-bool runningAsRoot()
-{
+bool runningAsRoot() {
     return geteuid() == 0;
 }
 
-RerunResult rerunCurrentTestUnprivileged()
-{
+RerunResult rerunCurrentTestUnprivileged() {
     RerunResult result;
     const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
     if (setpriv.isEmpty()) {
-        result.output = QStringLiteral("setpriv is not installed: cannot run as an unprivileged user");
+        result.output =
+            QStringLiteral("setpriv is not installed: cannot run as an unprivileged user");
         return result;
     }
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
@@ -76,7 +69,8 @@ RerunResult rerunCurrentTestUnprivileged()
                           QStringLiteral("--clear-groups"), QCoreApplication::applicationFilePath(),
                           QStringLiteral("--gtest_filter=") + name});
     if (!child.waitForFinished(120000)) {
-        result.output = QStringLiteral("the unprivileged run did not finish: ") + child.errorString();
+        result.output =
+            QStringLiteral("the unprivileged run did not finish: ") + child.errorString();
         return result;
     }
     result.output = QString::fromUtf8(child.readAll());

@@ -7,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     QTemporaryDir scratch;
     if (!scratch.isValid())
         return 1;

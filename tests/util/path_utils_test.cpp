@@ -16,8 +16,7 @@ struct ComponentsCase {
 
 class PathComponents : public ::testing::TestWithParam<ComponentsCase> {};
 
-TEST_P(PathComponents, SplitsAsTheSearchRulesExpect)
-{
+TEST_P(PathComponents, SplitsAsTheSearchRulesExpect) {
     EXPECT_EQ(sv::pathComponents(GetParam().path), GetParam().components);
 }
 
@@ -39,8 +38,7 @@ struct PathCase {
 
 class PathParts : public ::testing::TestWithParam<PathCase> {};
 
-TEST_P(PathParts, LastComponentExtensionAndStem)
-{
+TEST_P(PathParts, LastComponentExtensionAndStem) {
     const PathCase& c = GetParam();
     EXPECT_EQ(sv::lastPathComponent(c.path), c.last);
     EXPECT_EQ(sv::pathExtension(c.path), c.extension);
@@ -49,17 +47,17 @@ TEST_P(PathParts, LastComponentExtensionAndStem)
 
 INSTANTIATE_TEST_SUITE_P(
     Table, PathParts,
-    ::testing::Values(PathCase{u"/tmp/scratch.tiff"_s, u"scratch.tiff"_s, u"tiff"_s, u"/tmp/scratch"_s},
-                      PathCase{u"/tmp/"_s, u"tmp"_s, u""_s, u"/tmp"_s},
-                      PathCase{u"/"_s, u"/"_s, u""_s, u"/"_s},
-                      PathCase{u"Maps.app"_s, u"Maps.app"_s, u"app"_s, u"Maps"_s},
-                      PathCase{u"a.tar.gz"_s, u"a.tar.gz"_s, u"gz"_s, u"a.tar"_s},
-                      PathCase{u".hidden"_s, u".hidden"_s, u""_s, u".hidden"_s},
-                      PathCase{u"/x/.vst3"_s, u".vst3"_s, u""_s, u"/x/.vst3"_s},
-                      PathCase{u"scratch.bundle/"_s, u"scratch.bundle"_s, u"bundle"_s, u"scratch"_s},
-                      PathCase{u"/a.b/c"_s, u"c"_s, u""_s, u"/a.b/c"_s},
-                      PathCase{u"name."_s, u"name."_s, u""_s, u"name"_s},
-                      PathCase{u".."_s, u".."_s, u""_s, u".."_s}));
+    ::testing::Values(
+        PathCase{u"/tmp/scratch.tiff"_s, u"scratch.tiff"_s, u"tiff"_s, u"/tmp/scratch"_s},
+        PathCase{u"/tmp/"_s, u"tmp"_s, u""_s, u"/tmp"_s}, PathCase{u"/"_s, u"/"_s, u""_s, u"/"_s},
+        PathCase{u"Maps.app"_s, u"Maps.app"_s, u"app"_s, u"Maps"_s},
+        PathCase{u"a.tar.gz"_s, u"a.tar.gz"_s, u"gz"_s, u"a.tar"_s},
+        PathCase{u".hidden"_s, u".hidden"_s, u""_s, u".hidden"_s},
+        PathCase{u"/x/.vst3"_s, u".vst3"_s, u""_s, u"/x/.vst3"_s},
+        PathCase{u"scratch.bundle/"_s, u"scratch.bundle"_s, u"bundle"_s, u"scratch"_s},
+        PathCase{u"/a.b/c"_s, u"c"_s, u""_s, u"/a.b/c"_s},
+        PathCase{u"name."_s, u"name."_s, u""_s, u"name"_s},
+        PathCase{u".."_s, u".."_s, u""_s, u".."_s}));
 
 struct AppendCase {
     QString path;
@@ -69,8 +67,7 @@ struct AppendCase {
 
 class AppendComponent : public ::testing::TestWithParam<AppendCase> {};
 
-TEST_P(AppendComponent, JoinsWithOneSlash)
-{
+TEST_P(AppendComponent, JoinsWithOneSlash) {
     EXPECT_EQ(sv::stringByAppendingPathComponent(GetParam().path, GetParam().component),
               GetParam().joined);
 }
@@ -83,8 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Table, AppendComponent,
                                            AppendCase{u"~"_s, u"Library"_s, u"~/Library"_s},
                                            AppendCase{u"/tmp"_s, u""_s, u"/tmp"_s}));
 
-TEST(TildeExpansion, UsesHomeAndLeavesOtherPathsAlone)
-{
+TEST(TildeExpansion, UsesHomeAndLeavesOtherPathsAlone) {
     const QString home = QDir::homePath();
     EXPECT_EQ(sv::stringByExpandingTildeInPath(u"~"_s), home);
     EXPECT_EQ(sv::stringByExpandingTildeInPath(u"~/Library/"_s), home + u"/Library"_s);
@@ -101,8 +97,7 @@ struct TildeCase {
 
 class InsertTilde : public ::testing::TestWithParam<TildeCase> {};
 
-TEST_P(InsertTilde, AbbreviatesAnyUsersHome)
-{
+TEST_P(InsertTilde, AbbreviatesAnyUsersHome) {
     EXPECT_EQ(sv::stringByInsertingTildeInPath(GetParam().path), GetParam().abbreviated);
 }
 
@@ -127,8 +122,7 @@ struct AffixCase {
 
 class Affixes : public ::testing::TestWithParam<AffixCase> {};
 
-TEST_P(Affixes, ExactCaseSensitiveTests)
-{
+TEST_P(Affixes, ExactCaseSensitiveTests) {
     EXPECT_EQ(sv::startsWithString(GetParam().string, GetParam().affix), GetParam().starts);
     EXPECT_EQ(sv::endsWithString(GetParam().string, GetParam().affix), GetParam().ends);
 }
