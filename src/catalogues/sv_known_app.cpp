@@ -53,8 +53,10 @@ void SVKnownApp::loadKnownAppDataFromFile(const QString& path) {
     Table loaded;
     loaded.reserve(children.size());
     for (int i = 0; i < children.size(); ++i) {
-        if (std::optional<SVKnownApp> app = initWithXml(children.at(i)))
-            loaded.insert(app->appId(), std::make_shared<const SVKnownApp>(std::move(*app)));
+        if (std::optional<SVKnownApp> app = initWithXml(children.at(i))) {
+            const QString identifier = app->appId();
+            loaded.insert(identifier, std::make_shared<const SVKnownApp>(std::move(*app)));
+        }
     }
     QMutexLocker lock(&tableMutex);
     table = std::move(loaded);

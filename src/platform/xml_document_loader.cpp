@@ -13,6 +13,8 @@ class DomBuilder {
 public:
     explicit DomBuilder(QXmlStreamReader& reader)
         : reader_(reader)
+        // A named document is a real (non-null) one that nodes can be added to.
+        , document_(QString())
         , current_(document_) {}
 
     bool build() {
