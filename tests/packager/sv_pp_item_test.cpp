@@ -8,6 +8,7 @@
 #include "test_bundles.h"
 
 #include <QDomDocument>
+#include <QImageReader>
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
-#include <QImageReader>
 
 #include <gtest/gtest.h>
 
@@ -132,7 +131,8 @@ TEST(MainBundle, ResourceFolderCanBeRedirected) {
     EXPECT_EQ(bundle.pathForResource(u"AppData"_s, u"xml"_s), folder + u"/AppData.xml"_s);
 }
 
-// Bundle icons are read without a GUI application: they are plain images.
+// Icons that cannot be read give way to the generic one (ICNS and PNG icons
+// that can be read are checked with dropped applications in test_packager).
 class BundleIcon : public BundleTest {
 protected:
     QString appWithIcon(const QString& iconFile, const QString& fileName, const QByteArray& bytes) {
@@ -144,27 +144,6 @@ protected:
         return app;
     }
 };
-
-TEST_F(BundleIcon, QtReadsPngEntriesOfIcnsFiles) {
-    ASSERT_TRUE(QImageReader::supportedImageFormats().contains("icns"))
-        << "the ICNS plugin of qt6-image-formats-plugins is not installed";
-    const QByteArray icns =
-        testbundles::icnsWithPngEntries({{"ic07", testbundles::pngBytes(128, Qt::blue)},
-                                         {"ic08", testbundles::pngBytes(256, Qt::red)}});
-    // "AppIcon" without its extension, as many bundles name it.
-    const QString app = appWithIcon(u"AppIcon"_s, u"AppIcon.icns"_s, icns);
-    const QImage icon = FileIcons::iconForFile(app);
-    ASSERT_EQ(icon.size(), QSize(256, 256));
-    EXPECT_EQ(icon.pixelColor(128, 128), QColor(Qt::red));
-}
-
-TEST_F(BundleIcon, ReadsPngIconFiles) {
-    const QString app =
-        appWithIcon(u"Painter.png"_s, u"Painter.png"_s, testbundles::pngBytes(64, Qt::green));
-    const QImage icon = FileIcons::iconForFile(app);
-    ASSERT_EQ(icon.size(), QSize(64, 64));
-    EXPECT_EQ(icon.pixelColor(10, 10), QColor(Qt::green));
-}
 
 TEST_F(BundleIcon, BrokenOrMissingIconFallsBackToTheGenericOne) {
     const QImage generic = FileIcons::genericIcon();
