@@ -58,25 +58,30 @@ private:
     }
 
     void endElement() {
-        if (!pendingBlank_.isNull() && !current_.hasChildNodes())
+        // Blank content of its own, or blank text ending a text run, is kept.
+        if (!pendingBlank_.isNull() && (!current_.hasChildNodes() || current_.lastChild().isText()))
             current_.appendChild(document_.createTextNode(pendingBlank_));
         pendingBlank_ = QString();
         current_ = current_.parentNode();
     }
 
     void characters() {
+        const QString text = reader_.text().toString();
         // Blank text that continues a text run (around an entity) is part of it.
-        const bool continuesText = current_.lastChild().isText();
-        if (reader_.isWhitespace() && !reader_.isCDATA() && !continuesText) {
-            pendingBlank_ = reader_.text().toString();
+        if (reader_.isWhitespace() && !reader_.isCDATA() && !current_.lastChild().isText()) {
+            pendingBlank_ += text;
             return;
         }
+        // Blank text that leads into text is part of it too.
+        if (!pendingBlank_.isNull())
+            current_.appendChild(document_.createTextNode(pendingBlank_));
         if (reader_.isCDATA())
-            append(document_.createCDATASection(reader_.text().toString()));
+            append(document_.createCDATASection(text));
         else
-            append(document_.createTextNode(reader_.text().toString()));
+            append(document_.createTextNode(text));
     }
 
+    // Markup other than text ends a blank run: that blank was layout.
     void append(const QDomNode& node) {
         pendingBlank_ = QString();
         current_.appendChild(node);
