@@ -19,8 +19,7 @@ namespace {
 
 const QStringList kCatalogues{u"AppData"_s, u"SystemData"_s, u"PackagerData"_s};
 
-void BM_LoadAllCatalogues(benchmark::State& state)
-{
+void BM_LoadAllCatalogues(benchmark::State& state) {
     for (auto _ : state) {
         SVKnownApp::unloadKnownAppData();
         SVKnownApp::loadKnownAppData();
@@ -34,8 +33,7 @@ void BM_LoadAllCatalogues(benchmark::State& state)
 }
 BENCHMARK(BM_LoadAllCatalogues)->Unit(benchmark::kMillisecond);
 
-void BM_QtDomParseOfTheSameFiles(benchmark::State& state)
-{
+void BM_QtDomParseOfTheSameFiles(benchmark::State& state) {
     const Bundle bundle = Bundle::mainBundle();
     for (auto _ : state) {
         for (const QString& name : kCatalogues) {
@@ -51,8 +49,7 @@ BENCHMARK(BM_QtDomParseOfTheSameFiles)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     // The loaders log one line per load; the terminal is not what is measured.
     QLoggingCategory::setFilterRules(u"sorvane.info=false"_s);
