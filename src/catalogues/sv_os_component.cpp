@@ -1,0 +1,100 @@
+#include "catalogues/sv_os_component.h"
+
+#include "platform/bundle.h"
+#include "platform/xml_document_loader.h"
+#include "util/logging.h"
+#include "util/natural_compare.h"
+
+#include <QDomElement>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kMethod = u"SVOSComponent::initWithXml"_s;
+
+QString catalogueResourcePath() {
+    const Bundle bundle = Bundle::mainBundle();
+    const QString path = bundle.pathForResource(u"SystemData"_s, u"xml"_s);
+    return path.isNull() ? bundle.resourcesPath() + u"/SystemData.xml"_s : path;
+}
+
+} // namespace
+
+std::optional<QList<SVOSComponent>> SVOSComponent::loadData() {
+    return loadDataFromFile(catalogueResourcePath());
+}
+
+std::optional<QList<SVOSComponent>> SVOSComponent::loadDataFromFile(const QString& path) {
+    QString error;
+    const std::optional<QDomDocument> document = XmlDocumentLoader::loadFile(path, &error);
+    if (!document) {
+        sv::log(u"Failed to load OS component data from %1.\n\t%2"_s.arg(path, error));
+        return std::nullopt;
+    }
+    const QDomElement root = document->documentElement();
+    if (root.tagName() != u"systemdata"_s) {
+        sv::log(
+            u"Error in OSComponent data : root element is not \"systemdata\": root name = %1"_s.arg(
+                root.tagName()));
+        return std::nullopt;
+    }
+    const QDomNodeList children = root.childNodes();
+    QList<SVOSComponent> components;
+    components.reserve(children.size());
+    for (int i = 0; i < children.size(); ++i) {
+        if (std::optional<SVOSComponent> component = initWithXml(children.at(i)))
+            components.append(std::move(*component));
+    }
+    std::sort(components.begin(), components.end(),
+              [](const SVOSComponent& a, const SVOSComponent& b) { return a.compareName(b) < 0; });
+    return components;
+}
+
+std::optional<SVOSComponent> SVOSComponent::initWithXml(const QDomNode& node) {
+    if (node.isNull()) {
+        sv::log(u"%1 called with nil XML element"_s.arg(kMethod));
+        return std::nullopt;
+    }
+    // Comments and text have no element name: they log an empty one.
+    const QString elementName = node.isElement() ? node.toElement().tagName() : QString();
+    if (elementName != u"component"_s) {
+        sv::log(u"%1 called with incorrect XML element: %2"_s.arg(kMethod, elementName));
+        return std::nullopt;
+    }
+    const QDomElement element = node.toElement();
+    SVOSComponent component;
+    component.name_ = element.attribute(u"name"_s);
+    if (component.name_.isEmpty())
+        return std::nullopt;
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement()) {
+        const QString text = child.text();
+        if (text.isEmpty())
+            continue;
+        const QString kind = child.tagName();
+        if (kind == u"description"_s)
+            component.description_ = text;
+        else if (kind == u"domain"_s)
+            component.domains_.append(text);
+        else if (kind == u"path"_s)
+            component.paths_.append(text);
+        else if (kind == u"search"_s)
+            component.searches_.append(text);
+    }
+    return component;
+}
+
+QList<QUrl> SVOSComponent::filesToDelete() const {
+    return existingFilesInArray(paths_) + searchResultsForSearches(searches_);
+}
+
+int SVOSComponent::compareName(const SVOSComponent& other) const {
+    return sv::localizedStandardCompare(name_, other.name_);
+}
+
+int SVOSComponent::compareDescription(const SVOSComponent& other) const {
+    return sv::localizedStandardCompare(description_, other.description_);
+}
