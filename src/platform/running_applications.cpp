@@ -1,5 +1,6 @@
 #include "platform/running_applications.h"
 
+#include "platform/bundle.h"
 #include "platform/directory_listing.h"
 
 #include <QFile>
@@ -49,4 +50,15 @@ QStringList RunningApplications::runningBundlePaths() {
             bundles.append(bundle);
     }
     return bundles;
+}
+
+QStringList
+RunningApplications::runningApplicationsWithBundleIdentifier(const QString& identifier) {
+    QStringList matching;
+    for (const QString& path : runningBundlePaths()) {
+        const auto bundle = Bundle::bundleWithUrl(QUrl::fromLocalFile(path));
+        if (bundle && bundle->bundleIdentifier() == identifier)
+            matching.append(path);
+    }
+    return matching;
 }

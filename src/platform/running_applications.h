@@ -11,6 +11,9 @@ class RunningApplications {
 public:
     // The bundle folders of every running process, without duplicates.
     static QStringList runningBundlePaths();
+    // The bundle folders of the running processes whose bundle has this
+    // identifier.
+    static QStringList runningApplicationsWithBundleIdentifier(const QString& identifier);
     // The bundle folder a program path lies in, or an empty string.
     static QString bundlePathOfExecutable(const QString& executable);
 };
