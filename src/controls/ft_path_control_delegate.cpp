@@ -17,7 +17,7 @@ bool FTPathControlDelegate::pathControlShouldDragItem(FTPathControl*, const QUrl
 }
 
 Qt::DropAction FTPathControlDelegate::pathControlValidateDrop(FTPathControl*, const QMimeData*) {
-    return Qt::IgnoreAction;
+    return Qt::CopyAction;
 }
 
 bool FTPathControlDelegate::pathControlAcceptDrop(FTPathControl*, const QMimeData*) {

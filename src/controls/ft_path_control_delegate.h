@@ -9,8 +9,9 @@ class QMimeData;
 class QUrl;
 
 // The owner's side of a path control. Every operation is optional: the
-// defaults answer as an owner that does not implement it would be answered
-// (open panel, every picked value accepted, no drops taken).
+// defaults answer as an owner that does not implement it would be answered:
+// an open panel, every picked value accepted, dragged URLs let in but a drop
+// taken only by an owner that overrides pathControlAcceptDrop.
 class FTPathControlDelegate {
 public:
     virtual ~FTPathControlDelegate() = default;

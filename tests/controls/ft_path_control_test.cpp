@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QDropEvent>
 #include <QFileDialog>
+#include <QMenu>
 #include <QMimeData>
 #include <QTest>
 
@@ -55,6 +56,11 @@ public:
         ++acceptCount;
         return true;
     }
+    void pathControlWillPopUpMenu(FTPathControl*, QMenu* menu) override {
+        for (QAction* choice : menu->actions())
+            menuItems.append(choice->text());
+        menuChoice = menu->actions().value(1);
+    }
     void pathControlClicked(FTPathControl* control) override {
         clicked.append(control->clickedPathItem());
     }
@@ -68,6 +74,8 @@ public:
     int acceptCount = 0;
     QList<QUrl> clicked;
     int doubleClicked = 0;
+    QStringList menuItems;
+    QPointer<QAction> menuChoice;
 };
 
 class FTPathControlTest : public ::testing::Test {
@@ -297,6 +305,27 @@ TEST_F(FTPathControlTest, DropsOfUrlsAreForwardedToTheOwner) {
     control.setDelegate(nullptr);
     EXPECT_EQ(control.validateDrop(&urls), Qt::IgnoreAction);
     EXPECT_FALSE(control.acceptDrop(&urls));
+}
+
+TEST_F(FTPathControlTest, MenuOfPathItemsIsOfferedToTheOwnerAndClicksTheChosenItem) {
+    QContextMenuEvent unsetMenu(QContextMenuEvent::Mouse, QPoint(10, 10),
+                                control.mapToGlobal(QPoint(10, 10)));
+    QApplication::sendEvent(&control, &unsetMenu);
+    EXPECT_TRUE(delegate.menuItems.isEmpty()) << "an unset control has no path items to offer";
+
+    const QString path = sandbox.homePath(u"Menu.app"_s);
+    control.setURL(QUrl::fromLocalFile(path));
+    QContextMenuEvent setMenu(QContextMenuEvent::Keyboard, QPoint(10, 10),
+                              control.mapToGlobal(QPoint(10, 10)));
+    QApplication::sendEvent(&control, &setMenu);
+
+    QStringList expected = sv::pathComponents(path);
+    std::reverse(expected.begin(), expected.end());
+    EXPECT_EQ(delegate.menuItems, expected);
+    ASSERT_FALSE(delegate.menuChoice.isNull());
+    delegate.menuChoice->trigger();
+    EXPECT_EQ(delegate.clicked,
+              QList<QUrl>{QUrl::fromLocalFile(sv::stringByDeletingLastPathComponent(path))});
 }
 
 TEST_F(FTPathControlTest, KeyboardPicksAndClicksItems) {

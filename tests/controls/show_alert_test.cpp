@@ -59,11 +59,6 @@ TEST_F(ShowAlertTest, OffTheGuiThreadTheAlertIsQueuedToIt) {
     EXPECT_EQ(presenter.alerts[0].thread, qApp->thread());
 }
 
-TEST_F(ShowAlertTest, InstallingNothingPutsBackTheMessageBox) {
-    EXPECT_EQ(setAlertPresenter(nullptr), &presenter);
-    EXPECT_EQ(setAlertPresenter(&presenter), nullptr);
-}
-
 struct BoxCase {
     QString message;
     QString informative;
