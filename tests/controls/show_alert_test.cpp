@@ -75,7 +75,9 @@ TEST_P(MessageBoxAlert, ShowsThePresentTextsUntilDismissed) {
     QString shownText;
     QString shownInformative;
     bool dismissed = false;
-    QTimer::singleShot(0, qApp, [&] {
+    // Answers the box as soon as it is up, however long that takes.
+    QTimer closer;
+    QObject::connect(&closer, &QTimer::timeout, &closer, [&] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box)
             return;
@@ -84,6 +86,7 @@ TEST_P(MessageBoxAlert, ShowsThePresentTextsUntilDismissed) {
         dismissed = true;
         box->accept();
     });
+    closer.start(10);
     MessageBoxAlertPresenter().showAlert(GetParam().message, GetParam().informative);
 
     ASSERT_TRUE(dismissed) << "no message box was shown";
