@@ -1,0 +1,24 @@
+#include "controls/panel_runner.h"
+
+#include <QFileDialog>
+
+namespace {
+
+PanelRunner::Runner& installedRunner() {
+    static PanelRunner::Runner runner;
+    return runner;
+}
+
+} // namespace
+
+int PanelRunner::run(QFileDialog& panel) {
+    // Sorvane's panels are Qt's own so that they look and behave alike
+    // everywhere and can be driven by tests.
+    panel.setOption(QFileDialog::DontUseNativeDialog, true);
+    const Runner& runner = installedRunner();
+    return runner ? runner(panel) : panel.exec();
+}
+
+PanelRunner::Runner PanelRunner::setRunner(Runner runner) {
+    return std::exchange(installedRunner(), std::move(runner));
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+
+class QFileDialog;
+
+// Runs every open and save panel of Sorvane's windows. Tests install a
+// runner that fills in the panel and answers it, so no test waits for a
+// person; the default runs the panel modally.
+class PanelRunner {
+public:
+    using Runner = std::function<int(QFileDialog&)>;
+
+    // The panel's result: QDialog::Accepted (1) when the user chose OK.
+    static int run(QFileDialog& panel);
+    // Installs the runner and returns the previous one; an empty runner puts
+    // back the modal default. GUI thread only.
+    static Runner setRunner(Runner runner);
+};

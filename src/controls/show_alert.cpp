@@ -1,0 +1,45 @@
+#include "controls/show_alert.h"
+
+#include "controls/message_box_alert_presenter.h"
+#include "util/logging.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+#include <atomic>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+MessageBoxAlertPresenter& messageBoxPresenter() {
+    static MessageBoxAlertPresenter presenter;
+    return presenter;
+}
+
+std::atomic<AlertPresenter*> installedPresenter{nullptr};
+
+AlertPresenter& currentPresenter() {
+    AlertPresenter* presenter = installedPresenter.load();
+    return presenter ? *presenter : messageBoxPresenter();
+}
+
+} // namespace
+
+void ShowAlert(const QString& message, const QString& informative) {
+    QCoreApplication* app = QCoreApplication::instance();
+    if (!app) {
+        sv::log(u"ShowAlert called without an application: %1 %2"_s.arg(message, informative));
+        return;
+    }
+    if (QThread::currentThread() != app->thread()) {
+        QMetaObject::invokeMethod(
+            app, [message, informative] { ShowAlert(message, informative); }, Qt::QueuedConnection);
+        return;
+    }
+    currentPresenter().showAlert(message, informative);
+}
+
+AlertPresenter* setAlertPresenter(AlertPresenter* presenter) {
+    return installedPresenter.exchange(presenter);
+}

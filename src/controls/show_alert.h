@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+class AlertPresenter;
+
+// Shows an alert through the installed presenter. On the GUI thread it
+// returns when the alert is dismissed; on any other thread it queues the same
+// call to the GUI thread and returns at once. A null text is left out.
+void ShowAlert(const QString& message, const QString& informative = QString());
+
+// Installs the presenter every alert goes through and returns the previous
+// one; nullptr puts back the message-box presenter. The presenter must
+// outlive its installation.
+AlertPresenter* setAlertPresenter(AlertPresenter* presenter);

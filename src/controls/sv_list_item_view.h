@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QWidget>
+
+#include <memory>
+
+class QLabel;
+class QToolButton;
+class SVListItemViewDelegate;
+namespace Ui {
+class ListItemView;
+}
+
+// One row of a deletable list: a name and a delete button, laid out by the
+// "ListItemView" interface file. The row deletes nothing itself; its button
+// only asks the row's delegate (its list) whether the item may go.
+class SVListItemView : public QWidget {
+    Q_OBJECT
+
+public:
+    // Milliseconds between the button's click and the question to the
+    // delegate, so that the click has finished before the row may vanish.
+    static constexpr int kDeleteDelayMs = 10;
+
+    // A new row without parent showing the name, its button enabled only when
+    // the item can be deleted; nullptr when no row could be made.
+    static SVListItemView* listViewForItemWithName(const QString& name, bool canBeDeleted,
+                                                   SVListItemViewDelegate* delegate);
+
+    ~SVListItemView() override;
+
+    // The name the row stands for.
+    QString label() const;
+
+    QLabel* labelField() const;
+    QToolButton* deleteButton() const;
+    SVListItemViewDelegate* delegate() const { return delegate_; }
+    // The delegate is not owned; it must outlive the row (the list does, as
+    // the row's parent).
+    void setDelegate(SVListItemViewDelegate* delegate) { delegate_ = delegate; }
+
+public Q_SLOTS:
+    // The delete button's action: asks the delegate after kDeleteDelayMs.
+    void deleteItemAction();
+
+private:
+    explicit SVListItemView(QWidget* parent = nullptr);
+
+    std::unique_ptr<Ui::ListItemView> ui_;
+    SVListItemViewDelegate* delegate_ = nullptr;
+};
