@@ -8,16 +8,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QList<QUrl> urls(std::initializer_list<QString> paths)
-{
+QList<QUrl> urls(std::initializer_list<QString> paths) {
     QList<QUrl> result;
     for (const QString& path : paths)
         result.append(QUrl::fromLocalFile(path));
     return result;
 }
 
-TEST(LibraryFolders, FollowHomeAndSystemRoot)
-{
+TEST(LibraryFolders, FollowHomeAndSystemRoot) {
     Sandbox sandbox;
     EXPECT_EQ(LibraryFolders::systemRoot(), sandbox.systemRoot());
     EXPECT_EQ(LibraryFolders::rootHomeFolder(), sandbox.rootPath(u"root"_s));
@@ -29,8 +27,7 @@ TEST(LibraryFolders, FollowHomeAndSystemRoot)
               QUrl::fromLocalFile(sandbox.homePath(u"Library/Containers/com.example.tool"_s)));
 }
 
-TEST(LibraryFolders, WithoutSystemRootTheRootIsSlash)
-{
+TEST(LibraryFolders, WithoutSystemRootTheRootIsSlash) {
     Sandbox sandbox;
     qunsetenv("SORVANE_SYSTEM_ROOT");
     EXPECT_EQ(LibraryFolders::systemRoot(), u"/"_s);
