@@ -2,10 +2,7 @@
 
 #include "helper/helper_file_operations.h"
 #include "helper/plist_check_job.h"
-#if __has_include("platform/defaults_store.h")
 #include "platform/defaults_store.h"
-#define SORVANE_HAVE_DEFAULTS_STORE 1
-#endif
 #include "platform/library_folders.h"
 #include "platform/tool_locations.h"
 #include "privileged/helper_protocol.h"
@@ -164,7 +161,6 @@ void HelperService::replyError(const QDBusMessage& message, const QString& name,
     bus_.send(message.createErrorReply(name, text));
 }
 
-#ifdef SORVANE_HAVE_DEFAULTS_STORE
 void HelperService::readAllDefaultDomains(const QDBusMessage& message) {
     const DefaultsStore store(LibraryFolders::rootHomeFolder());
     reply(message, {true, store.domains(), QString()});
@@ -177,15 +173,6 @@ void HelperService::deleteDefaultsDomain(const QDBusMessage& message) {
     const bool deleted = store.deleteDomain(domain, &error);
     replySuccess(message, deleted, error);
 }
-#else
-void HelperService::readAllDefaultDomains(const QDBusMessage& message) {
-    reply(message, {false, QStringList(), u"TEMPORARY: no defaults store yet"_s});
-}
-
-void HelperService::deleteDefaultsDomain(const QDBusMessage& message) {
-    replySuccess(message, false, u"TEMPORARY: no defaults store yet"_s);
-}
-#endif
 
 void HelperService::deleteFileAtUrl(const QDBusMessage& message) {
     const QString path = localPath(message.arguments().at(0));

@@ -1,12 +1,6 @@
 #include "helper/plist_check_job.h"
 
-#if __has_include("platform/plist_checker.h")
 #include "platform/plist_checker.h"
-#else
-struct PlistChecker {
-    static QString check(const QByteArray&) { return QStringLiteral("TEMPORARY"); }
-};
-#endif
 
 #include <QDirIterator>
 #include <QFile>

@@ -180,9 +180,15 @@ int PrivateBus::installHelper(const QString& program) {
     installer.setProcessChannelMode(QProcess::ForwardedChannels);
     const QStringList command = installerCommand(program);
     installer.start(command.first(), command.mid(1));
-    if (!installer.waitForFinished(30000))
+    if (!installer.waitForFinished(30000)) {
+        lastError_ = QStringLiteral("the installer did not run: ") + installer.errorString();
         return -1;
-    return installer.exitStatus() == QProcess::NormalExit ? installer.exitCode() : -1;
+    }
+    if (installer.exitStatus() != QProcess::NormalExit) {
+        lastError_ = QStringLiteral("the installer crashed");
+        return -1;
+    }
+    return installer.exitCode();
 }
 
 qint64 PrivateBus::ownerPid(const QString& name) const {
