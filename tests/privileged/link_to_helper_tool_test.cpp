@@ -3,6 +3,7 @@
 
 #include "platform/plist_checker.h"
 #include "privileged/helper_protocol.h"
+#include "search/sv_defaults_tool.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -346,4 +347,18 @@ TEST_F(HelperLinkTest, UnreachableBusFailsEveryCallWithoutRaising) {
     EXPECT_TRUE(log.contains(u"Helper tool operation timeout"_s));
     link_->rebootComputer();
     link_->cancelPlutilChecks();
+}
+
+TEST_F(HelperLinkTest, DefaultsToolTakesRootsDomainsFromTheHelper) {
+    installHelper();
+    makeRootFile(u"root/Library/Preferences/com.example.app.plist"_s, kGoodPlist);
+    const QString fake =
+        writeScript(tools_.filePath(u"defaults"_s), "printf 'com.example.app\\n'\n");
+    qputenv("SORVANE_DEFAULTS_TOOL", QFile::encodeName(fake));
+    SVDefaultsTool tool([this] { return link_->readAllDefaultsDomains(); });
+    tool.waitForReading();
+    qunsetenv("SORVANE_DEFAULTS_TOOL");
+
+    EXPECT_EQ(tool.matchesForDomain(u"com.example.app*"_s),
+              (QList<SVDefaultsDomain>{{u"com.example.app"_s, 1}, {u"com.example.app\n"_s, 0}}));
 }
