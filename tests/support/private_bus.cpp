@@ -120,9 +120,12 @@ bool PrivateBus::startMock(const QStringList& arguments, const QString& name) {
     auto mock = std::make_unique<QProcess>();
     mock->setProcessEnvironment(childEnvironment());
     mock->setProcessChannelMode(QProcess::ForwardedChannels);
-    mock->start(kPython, QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock"),
-                                     QStringLiteral("--session")} +
-                             arguments);
+    // The mock logs every call it gets; that goes to a file, not the test's output.
+    const QString logFile = dir_.filePath(QStringLiteral("mock-%1.log").arg(mocks_.size()));
+    mock->start(kPython,
+                QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock"),
+                            QStringLiteral("--session"), QStringLiteral("--logfile"), logFile} +
+                    arguments);
     mocks_.push_back(std::move(mock));
     if (!waitForOwner(name, true, 15000)) {
         lastError_ = QStringLiteral("python-dbusmock did not take ") + name;
