@@ -116,8 +116,13 @@ bool HelperService::handleMessage(const QDBusMessage& message, const QDBusConnec
             authorizeThen(message, P::kActionSetAttributes,
                           bind(&HelperService::setFileAttributes));
     } else if (member == P::kCheckPlistsAtUrl) {
+        // The budget runs from the request's arrival: the caller's clock
+        // started before polkit was asked.
+        const QDeadlineTimer deadline(kCheckBudgetMs);
         if (expect("s"))
-            authorizeThen(message, P::kActionCheckPlists, bind(&HelperService::checkPlistsAtUrl));
+            authorizeThen(message, P::kActionCheckPlists, [this, deadline](const QDBusMessage& m) {
+                checkPlistsAtUrl(m, deadline);
+            });
     } else if (member == P::kCancelPlistCheck) {
         if (expect(""))
             authorizeThen(message, P::kActionCheckPlists, bind(&HelperService::cancelPlistCheck));
@@ -199,7 +204,7 @@ void HelperService::setFileAttributes(const QDBusMessage& message) {
     replySuccess(message, applied, error);
 }
 
-void HelperService::checkPlistsAtUrl(const QDBusMessage& message) {
+void HelperService::checkPlistsAtUrl(const QDBusMessage& message, QDeadlineTimer deadline) {
     const QString folder = localPath(message.arguments().at(0));
     if (folder.isEmpty() || !QFileInfo(folder).isDir()) {
         reply(message, {false, false, QVariant::fromValue(QMap<QString, QString>()),
@@ -209,7 +214,6 @@ void HelperService::checkPlistsAtUrl(const QDBusMessage& message) {
     // A new check starts uncancelled; a cancel reaches every check running.
     checkCancelled_->store(false);
     const auto cancelled = checkCancelled_;
-    const QDeadlineTimer deadline(kCheckBudgetMs);
     QPointer<HelperService> self(this);
     QThread* job = QThread::create([self, message, folder, cancelled, deadline] {
         const PlistCheckJob::Results results = PlistCheckJob::run(folder, *cancelled, deadline);

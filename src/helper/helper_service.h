@@ -5,6 +5,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
+#include <QDeadlineTimer>
 
 #include <atomic>
 #include <functional>
@@ -42,7 +43,7 @@ private:
     void deleteFileAtUrl(const QDBusMessage& message);
     void copyFileAtUrl(const QDBusMessage& message);
     void setFileAttributes(const QDBusMessage& message);
-    void checkPlistsAtUrl(const QDBusMessage& message);
+    void checkPlistsAtUrl(const QDBusMessage& message, QDeadlineTimer deadline);
     void cancelPlistCheck(const QDBusMessage& message);
     void rebootComputer(const QDBusMessage& message);
     void runScriptAndDontWait(const QDBusMessage& message);
