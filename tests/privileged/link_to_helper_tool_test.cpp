@@ -362,3 +362,24 @@ TEST_F(HelperLinkTest, DefaultsToolTakesRootsDomainsFromTheHelper) {
     EXPECT_EQ(tool.matchesForDomain(u"com.example.app*"_s),
               (QList<SVDefaultsDomain>{{u"com.example.app"_s, 1}, {u"com.example.app\n"_s, 0}}));
 }
+
+TEST(LinkToHelperToolInstaller, CommandNamesTheBusAndAsksForRootOnlyWhenNeeded) {
+    qputenv("SORVANE_HELPER_BUS", "unix:path=/tmp/some-bus");
+    const QStringList command = LinkToHelperTool::defaultInstallerCommand();
+    qunsetenv("SORVANE_HELPER_BUS");
+
+    // pkexec clears the environment, so the bus must travel as an option.
+    EXPECT_EQ(command.mid(command.size() - 4),
+              (QStringList{ToolLocations::helperTool(), u"--install"_s, u"--bus"_s,
+                           u"unix:path=/tmp/some-bus"_s}));
+    EXPECT_EQ(command.first() == ToolLocations::pkexecTool(), !runningAsRoot());
+    EXPECT_EQ(command.size(), runningAsRoot() ? 4 : 5);
+    if (runningAsRoot()) {
+        // The same test as an ordinary user shows the pkexec road.
+        const RerunResult rerun = rerunCurrentTestUnprivileged();
+        if (rerun.ran)
+            EXPECT_TRUE(rerun.passed) << rerun.output.toStdString();
+        else
+            std::printf("unprivileged run skipped: %s\n", qPrintable(rerun.output));
+    }
+}
