@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -29,8 +31,14 @@ QStringList PlistCheckJob::plistFilesInFolder(const QString& folder) {
     QStringList files;
     QDirIterator entries(folder, {u"*.plist"_s}, QDir::Files | QDir::Hidden | QDir::System,
                          QDirIterator::Subdirectories);
-    while (entries.hasNext())
-        files.append(entries.next());
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        // Only regular files: opening a FIFO or a device would block the
+        // check, or read without end.
+        struct stat info {};
+        if (::stat(QFile::encodeName(path).constData(), &info) == 0 && S_ISREG(info.st_mode))
+            files.append(path);
+    }
     return files;
 }
 

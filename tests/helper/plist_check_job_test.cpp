@@ -4,7 +4,11 @@
 
 #include "sandbox.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -17,6 +21,8 @@ void makeFolder(const Sandbox& sandbox, int files) {
         sandbox.makeFile(sandbox.homePath(u"Prefs/f%1.plist"_s.arg(i)), kGood);
     sandbox.makeFile(sandbox.homePath(u"Prefs/ByHost/host.PLIST"_s), "garbage");
     sandbox.makeFile(sandbox.homePath(u"Prefs/readme.txt"_s), "not checked");
+    // Nobody ever writes to it: opening it for reading would block for good.
+    ::mkfifo(QFile::encodeName(sandbox.homePath(u"Prefs/pipe.plist"_s)).constData(), 0600);
 }
 
 } // namespace
@@ -34,6 +40,7 @@ TEST(PlistCheckJob, ChecksEveryPropertyListBelowTheFolder) {
     EXPECT_EQ(results.value(sandbox.homePath(u"Prefs/ByHost/host.PLIST"_s)),
               PlistChecker::check("garbage"));
     EXPECT_FALSE(results.contains(sandbox.homePath(u"Prefs/readme.txt"_s)));
+    EXPECT_FALSE(results.contains(sandbox.homePath(u"Prefs/pipe.plist"_s)));
 }
 
 TEST(PlistCheckJob, StopsWhenCancelledOrOutOfTime) {
