@@ -65,10 +65,12 @@ LinkToHelperTool::LinkToHelperTool()
 }
 
 LinkToHelperTool::~LinkToHelperTool() {
-    if (const auto connection = xpcConnection())
-        QDBusConnection::disconnectFromBus(connection->name());
     thread_.quit();
     thread_.wait();
+    if (const auto connection = xpcConnection())
+        QDBusConnection::disconnectFromBus(connection->name());
+    if (!staleConnectionName_.isEmpty())
+        QDBusConnection::disconnectFromBus(staleConnectionName_);
 }
 
 QString LinkToHelperTool::busAddress() {
@@ -222,7 +224,11 @@ void LinkToHelperTool::connectionInvalidated(const QString& connectionName) {
     if (!current || current->name() != connectionName)
         return;
     setXpcConnection(std::nullopt);
-    QDBusConnection::disconnectFromBus(connectionName);
+    // Closed one invalidation later, not now: a call sent just before the
+    // helper was replaced still gets its answer through it.
+    if (!staleConnectionName_.isEmpty())
+        QDBusConnection::disconnectFromBus(staleConnectionName_);
+    staleConnectionName_ = connectionName;
     sv::log(u"XPC connection invalidated"_s);
 }
 

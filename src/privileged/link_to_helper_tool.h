@@ -88,7 +88,8 @@ private:
     [[maybe_unused]] QObject* authorisation_ = nullptr;
 
     QThread thread_;
-    QObject* context_ = nullptr; // lives on thread_
+    QObject* context_ = nullptr;  // lives on thread_
+    QString staleConnectionName_; // used on thread_ only, until it has stopped
     mutable QMutex mutex_;
     std::optional<QDBusConnection> xpcConnection_;
     std::optional<QString> installedHelperToolVersion_;
