@@ -13,7 +13,8 @@ def t(name):
     return runs[name]["real_time"] * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[runs[name]["time_unit"]]
 pairs = [("BM_GetVersionThroughHelper", "BM_GetVersionInProcess"),
          ("BM_GetVersionThroughHelper", "BM_BusPing"),
-         ("BM_Delete1000FilesThroughHelper", "BM_Delete1000FilesInProcess")]
+         ("BM_Delete1000FilesThroughHelper", "BM_Delete1000FilesInProcess"),
+         ("BM_Check5000PlistsThroughHelper", "BM_Check5000PlistsInProcess")]
 print("\nhelper benchmark ratios (same run):")
 for a, b in pairs:
     print(f"  {a}: {t(a)*1e3:.3f} ms vs {b}: {t(b)*1e3:.4f} ms  -> {t(a)/t(b):.1f}x")

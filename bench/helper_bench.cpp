@@ -1,8 +1,10 @@
 // Measures the price of going through the privileged helper: one version
-// round trip, and deleting 1,000 files one call at a time, each beside the
-// same work done directly in this process. The helper runs on a private bus
-// with python-dbusmock's polkit answering every authorization check.
+// round trip, deleting 1,000 files one call at a time, and checking a folder
+// of 5,000 property lists, each beside the same work done directly in this
+// process. The helper runs on a private bus with python-dbusmock's polkit
+// answering every authorization check.
 #include "helper/helper_file_operations.h"
+#include "helper/plist_check_job.h"
 #include "platform/tool_locations.h"
 #include "privileged/helper_protocol.h"
 #include "privileged/link_to_helper_tool.h"
@@ -103,11 +105,47 @@ void BM_Delete1000FilesInProcess(benchmark::State& state) {
     }
 }
 
+constexpr int kPlists = 5000;
+
+QString makePlistFolder(const QString& folder) {
+    QDir().mkpath(folder);
+    for (int i = 0; i < kPlists; ++i) {
+        QFile file(folder + QStringLiteral("/com.example.app%1.plist").arg(i));
+        if (file.open(QIODevice::WriteOnly))
+            file.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>k</key>"
+                       "<string>value</string><key>n</key><integer>42</integer></dict></plist>");
+    }
+    return folder;
+}
+
+void BM_Check5000PlistsThroughHelper(benchmark::State& state) {
+    const QString folder = makePlistFolder(bus->systemRoot() + QStringLiteral("/Preferences"));
+    for (auto _ : state) {
+        const auto results = helper->checkPlistsAtUrl(QUrl::fromLocalFile(folder));
+        if (!results || results->size() != kPlists)
+            state.SkipWithError("the helper did not check every file");
+    }
+}
+
+void BM_Check5000PlistsInProcess(benchmark::State& state) {
+    QTemporaryDir scratch;
+    const QString folder = makePlistFolder(scratch.path() + QStringLiteral("/Preferences"));
+    const std::atomic<bool> cancelled{false};
+    for (auto _ : state) {
+        const auto results =
+            PlistCheckJob::run(folder, cancelled, QDeadlineTimer(QDeadlineTimer::Forever));
+        if (results.size() != kPlists)
+            state.SkipWithError("not every file was checked");
+    }
+}
+
 BENCHMARK(BM_GetVersionThroughHelper)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BusPing)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_GetVersionInProcess)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Delete1000FilesThroughHelper)->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(BM_Delete1000FilesInProcess)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_Check5000PlistsThroughHelper)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_Check5000PlistsInProcess)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 } // namespace
 
