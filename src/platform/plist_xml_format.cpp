@@ -1,5 +1,6 @@
 #include "platform/plist_xml_format.h"
 
+#include <QDate>
 #include <QList>
 #include <QSet>
 
@@ -65,6 +66,9 @@ public:
 
     // For each <integer> in document order: does it lie above the signed range?
     const QList<bool>& unsignedIntegers() const { return m_unsigned; }
+    // Each <date> in document order, in seconds since 2001: libplist 2.2 keeps
+    // only 32-bit seconds, which cannot reach dates before 1933.
+    const QList<double>& dates() const { return m_dates; }
 
 private:
     struct Element {
@@ -349,8 +353,8 @@ private:
             return checkReal(text) || fail(u"<real> value \"%1\" is not a number"_s.arg(
                                           QString::fromStdString(text).left(40)));
         case Tag::Date:
-            return checkDate(text) || fail(u"<date> value \"%1\" is not a date"_s.arg(
-                                          QString::fromStdString(text).left(40)));
+            return readDate(text) || fail(u"<date> value \"%1\" is not a date"_s.arg(
+                                         QString::fromStdString(text).left(40)));
         case Tag::Data:
             return checkBase64(text) || fail(u"<data> holds characters outside base64"_s);
         default:
@@ -433,6 +437,27 @@ private:
         return at == text.size();
     }
 
+    bool readDate(const std::string& raw) {
+        if (!checkDate(raw))
+            return false;
+        const std::string_view text = trimmed(raw);
+        const auto field = [&text](size_t at, size_t length, int fallback) {
+            if (at + length > text.size() - 1)
+                return fallback;
+            int value = 0;
+            for (size_t i = at; i < at + length; ++i)
+                value = value * 10 + (text[i] - '0');
+            return value;
+        };
+        const QDate date(field(0, 4, 1), field(5, 2, 1), field(8, 2, 1));
+        if (!date.isValid())
+            return false;
+        const qint64 days = date.toJulianDay() - QDate(2001, 1, 1).toJulianDay();
+        m_dates.append(
+            double(days * 86400 + field(11, 2, 0) * 3600 + field(14, 2, 0) * 60 + field(17, 2, 0)));
+        return true;
+    }
+
     // 2024-01-31T10:00:00Z; like other readers, trailing fields may be left out.
     static bool checkDate(const std::string& raw) {
         const std::string_view text = trimmed(raw);
@@ -466,6 +491,7 @@ private:
     const char* m_end;
     QString m_error;
     QList<bool> m_unsigned;
+    QList<double> m_dates;
 };
 
 struct PlistDeleter {
@@ -475,8 +501,9 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
 class NodeConverter {
 public:
-    explicit NodeConverter(const QList<bool>& unsignedIntegers)
-        : m_unsigned(unsignedIntegers) {}
+    NodeConverter(const QList<bool>& unsignedIntegers, const QList<double>& dates)
+        : m_unsigned(unsignedIntegers)
+        , m_dates(dates) {}
 
     PlistValue convert(plist_t node) {
         switch (plist_get_node_type(node)) {
@@ -511,6 +538,8 @@ public:
             int32_t seconds = 0;
             int32_t micros = 0;
             plist_get_date_val(node, &seconds, &micros);
+            if (m_nextDate < m_dates.size())
+                return PlistValue::fromDate(m_dates.at(m_nextDate++));
             return PlistValue::fromDate(double(seconds) + double(micros) / 1e6);
         }
         case PLIST_DATA: {
@@ -565,7 +594,9 @@ private:
     }
 
     const QList<bool>& m_unsigned;
+    const QList<double>& m_dates;
     qsizetype m_next = 0;
+    qsizetype m_nextDate = 0;
 };
 
 PlistPtr parseWithLibplist(const QByteArray& data, QString* error) {
@@ -608,5 +639,5 @@ PlistValue PlistXmlFormat::read(const QByteArray& data, QString* error) {
     const PlistPtr root = parseWithLibplist(data, error);
     if (!root)
         return {};
-    return NodeConverter(validator.unsignedIntegers()).convert(root.get());
+    return NodeConverter(validator.unsignedIntegers(), validator.dates()).convert(root.get());
 }
