@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 QString sourcePath(const QString& relative) {
-    return QString::fromLocal8Bit(qgetenv("SORVANE_SOURCE_DIR")) + u'/' + relative;
+    return QStringLiteral(SORVANE_TEST_SOURCE_DIR) + u'/' + relative;
 }
 
 // One value of every type, nested, with the awkward cases of each.
