@@ -629,7 +629,7 @@ bool PlistXmlFormat::looksLikeXml(const QByteArray& data) {
 
 bool PlistXmlFormat::check(const QByteArray& data, QString* error) {
     XmlValidator validator(data.constData(), data.constData() + data.size());
-    return validator.validate(error) && parseWithLibplist(data, error) != nullptr;
+    return validator.validate(error);
 }
 
 PlistValue PlistXmlFormat::read(const QByteArray& data, QString* error) {
