@@ -48,7 +48,7 @@ def main(folder, count=10000):
     os.makedirs(folder, exist_ok=True)
     for i in range(count):
         roll = rng.random()
-        size = rng.randrange(100_000, 500_000) if roll < 0.01 else rng.randrange(1000, 8000)
+        size = rng.randrange(50_000, 500_000) if roll < 0.01 else rng.randrange(1000, 6500)
         path = os.path.join(folder, f"com.example.app{i:05d}.plist")
         if i % 1000 == 999:
             open(path, "wb").close()

@@ -6,7 +6,7 @@
 #include <QString>
 
 // Reads XML property lists through libplist, after a strict validation pass of
-// Sorvane's own. libplist 2.2 is lenient where the platform's parser is not: it
+// Sorvane's own. libplist 2.2 is more lenient than a property-list reader should be: it
 // reads `<integer>12x</integer>` as 12, `<real>1.5.3</real>` as 1.5 and skips
 // unknown tags; it also recurses without a limit. The validation pass refuses
 // all of that (and nesting deeper than maxDepth) before libplist sees the text,

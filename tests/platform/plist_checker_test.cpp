@@ -8,8 +8,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QByteArray xmlHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+                           "<!DOCTYPE plist PUBLIC \"-//Sorvane//DTD PLIST 1.0//EN\" "
+                           "\"PropertyList-1.0.dtd\">\n";
 
 QByteArray xmlPlist(const QByteArray& body) {
     return xmlHead + "<plist version=\"1.0\">\n" + body + "\n</plist>\n";

@@ -92,7 +92,7 @@ TEST(PlistCodec, PlatformToolOutputParses) {
     EXPECT_EQ(searches.at(1).toString(), u"tab\there"_s);
     EXPECT_EQ(searches.at(2).toString(), u"quote \" and backslash \\"_s);
     EXPECT_EQ(searches.at(3).toString(), u"octal AB"_s);
-    // The platform tool prints numbers bare; written back they are strings.
+    // Other tools print numbers bare; written back they are strings.
     EXPECT_EQ(*root.find(u"SUEnableAutomaticChecks"_s), PlistValue::fromString(u"1"_s));
     EXPECT_EQ(root.find(u"Token"_s)->toData(), QByteArray::fromHex("0fbd77771c2735ae00ff"));
     EXPECT_EQ(root.find(u"NewToken"_s)->toData(), QByteArray::fromHex("0a0b0c"));

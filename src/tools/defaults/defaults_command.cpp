@@ -28,7 +28,7 @@ QString domainArgument(const QString& argument) {
                                                                  : argument;
 }
 
-// A single value as the platform tool prints it: strings bare, numbers plain.
+// A single value the customary way: strings bare, numbers plain.
 QString describe(const PlistValue& value) {
     switch (value.type()) {
     case PlistValue::Type::String:

@@ -9,7 +9,7 @@ class PlistValue;
 // Sorvane's `defaults` program: `domains`, `read [domain [key]]`,
 // `write domain '<text property list>'`, `write domain key [-type] value...`
 // and `delete domain [key]` over the defaults store of one home folder. It
-// answers in the platform tool's formats: the domain list joined by ", " with
+// answers in the customary formats: the domain list joined by ", " with
 // one line end, domains as old-style text, complaints on standard error with
 // exit status 1 and nothing on standard output.
 class DefaultsCommand {
