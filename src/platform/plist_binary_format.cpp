@@ -326,12 +326,7 @@ private:
                 return {};
             if (!m_build)
                 continue;
-            if (seen.contains(key.toString())) {
-                dictionary.insert(key.toString(), value);
-                continue;
-            }
-            seen.insert(key.toString(), dictionary.count());
-            dictionary.appendEntry(key.toString(), value);
+            dictionary.insertWhileReading(key.toString(), value, seen);
         }
         return dictionary;
     }

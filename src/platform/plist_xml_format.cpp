@@ -568,7 +568,7 @@ private:
 
     PlistValue convertDictionary(plist_t node) {
         PlistValue dictionary = PlistValue::dictionary();
-        QSet<QString> seen;
+        QHash<QString, qsizetype> seen;
         plist_dict_iter iterator = nullptr;
         plist_dict_new_iter(node, &iterator);
         while (iterator) {
@@ -582,12 +582,7 @@ private:
             const QString name = QString::fromUtf8(key);
             std::free(key);
             const PlistValue value = convert(item);
-            if (seen.contains(name)) {
-                dictionary.insert(name, value);
-            } else {
-                seen.insert(name);
-                dictionary.appendEntry(name, value);
-            }
+            dictionary.insertWhileReading(name, value, seen);
         }
         std::free(iterator);
         return dictionary;

@@ -189,4 +189,17 @@ TEST(PlistCodec, PlistlibReadsOurBinaryAndWeReadItsFiles) {
     }
 }
 
+
+TEST(PlistCodec, RepeatedKeysKeepTheFirstPlaceAndTheLastValue) {
+    const QByteArray xml = "<plist><dict><key>a</key><string>1</string><key>b</key><string>2"
+                           "</string><key>a</key><string>3</string></dict></plist>";
+    QString error;
+    for (const QByteArray& data : {QByteArray("{ a = 1; b = 2; a = 3; }"), xml}) {
+        const PlistValue value = PlistCodec::read(data, &error);
+        ASSERT_TRUE(value.isDictionary()) << qPrintable(error);
+        EXPECT_EQ(value.keys(), QStringList({u"a"_s, u"b"_s}));
+        EXPECT_EQ(value.find(u"a"_s)->toString(), u"3"_s);
+    }
+}
+
 } // namespace

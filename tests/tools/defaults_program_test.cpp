@@ -147,6 +147,20 @@ INSTANTIATE_TEST_SUITE_P(
         return std::string(param.param.name);
     });
 
+TEST(DefaultsProgram, DeleteRemovesAKeyOrTheWholeDomain) {
+    Sandbox sandbox;
+    ASSERT_EQ(runDefaults(sandbox, {u"write"_s, u"com.x"_s, u"{ a = 1; b = 2; }"_s}).exitCode, 0);
+    ASSERT_EQ(runDefaults(sandbox, {u"write"_s, u"-g"_s, u"g"_s, u"v"_s}).exitCode, 0);
+    EXPECT_EQ(runDefaults(sandbox, {u"delete"_s, u"com.x"_s, u"a"_s}).exitCode, 0);
+    EXPECT_EQ(runDefaults(sandbox, {u"read"_s, u"com.x"_s}).out, u"{\n    b = 2;\n}\n"_s);
+    // With no domain, read shows every domain, the global one first.
+    EXPECT_EQ(runDefaults(sandbox, {u"read"_s}).out,
+              u"{\n    NSGlobalDomain = {\n        g = v;\n    };\n    com.x = {\n"
+              u"        b = 2;\n    };\n}\n"_s);
+    EXPECT_EQ(runDefaults(sandbox, {u"delete"_s, u"com.x"_s}).exitCode, 0);
+    EXPECT_EQ(runDefaults(sandbox, {u"domains"_s}).out, u"\n"_s);
+}
+
 TEST(DefaultsProgram, PlistlibLoadsTheFilesItWrites) {
     Sandbox sandbox;
     ASSERT_EQ(
