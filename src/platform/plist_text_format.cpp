@@ -472,7 +472,8 @@ QString PlistTextFormat::write(const PlistValue& value) {
 }
 
 QString PlistTextFormat::quotedIfNeeded(const QString& string) {
-    bool plain = !string.isEmpty();
+    // A bare word holding "//" or "/*" would read back as the start of a comment.
+    bool plain = !string.isEmpty() && !string.contains(u"//"_s) && !string.contains(u"/*"_s);
     for (QChar c : string)
         plain = plain && isWordChar(c);
     if (plain)

@@ -113,6 +113,8 @@ private:
         while (true) {
             skipSpace();
             if (startsWith("<!--")) {
+                // "<!-->" does not close itself: the search starts after the opener.
+                m_pos += 4;
                 if (!skipPast("-->", u"Unterminated comment"_s))
                     return false;
             } else if (startsWith("<?")) {
@@ -295,6 +297,7 @@ private:
                     return false;
                 text->append(start, size_t(m_pos - 3 - start));
             } else if (startsWith("<!--")) {
+                m_pos += 4;
                 if (!skipPast("-->", u"Unterminated comment"_s))
                     return false;
             } else if (startsWith("</")) {

@@ -21,9 +21,10 @@ QString sourcePath(const QString& relative) {
 // One value of every type, nested, with the awkward cases of each.
 PlistValue everyType() {
     PlistValue strings = PlistValue::array();
-    for (const QString& s : {u"plain"_s, u""_s, u"two words"_s, u"quote \" back \\ slash"_s,
-                             u"tab\tnew\nline\r\x01"_s, u"caf\u00e9 \u65e5\u672c \U0001F600"_s,
-                             u"a=b;c"_s, u"<*I1>"_s, u"{length = 1, bytes = 0x00}"_s})
+    for (const QString& s :
+         {u"plain"_s, u""_s, u"two words"_s, u"quote \" back \\ slash"_s, u"tab\tnew\nline\r\x01"_s,
+          u"caf\u00e9 \u65e5\u672c \U0001F600"_s, u"a=b;c"_s, u"<*I1>"_s, u"//x"_s, u"a/*b"_s,
+          u"{length = 1, bytes = 0x00}"_s})
         strings.append(PlistValue::fromString(s));
     PlistValue numbers = PlistValue::array();
     for (qint64 i : {qint64(0), qint64(1), qint64(-1), qint64(255), qint64(256), qint64(65536),
@@ -188,7 +189,6 @@ TEST(PlistCodec, PlistlibReadsOurBinaryAndWeReadItsFiles) {
         }
     }
 }
-
 
 TEST(PlistCodec, RepeatedKeysKeepTheFirstPlaceAndTheLastValue) {
     const QByteArray xml = "<plist><dict><key>a</key><string>1</string><key>b</key><string>2"
