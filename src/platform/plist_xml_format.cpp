@@ -161,23 +161,38 @@ private:
 
     // Attributes (accepted, not interpreted) and the end of the tag.
     bool readTagRest(Element* element) {
-        while (m_pos < m_end && *m_pos != '>' && *m_pos != '/') {
-            const char c = *m_pos++;
-            if (c == '"' || c == '\'') {
-                while (m_pos < m_end && *m_pos != c)
-                    ++m_pos;
-                if (m_pos >= m_end)
-                    return fail(u"Unterminated attribute value"_s);
+        const QString malformed = u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name));
+        while (true) {
+            const char* before = m_pos;
+            skipSpace();
+            if (m_pos >= m_end)
+                return fail(malformed);
+            if (*m_pos == '/' || *m_pos == '>')
+                break;
+            // Attributes are accepted (and ignored) only in proper name="value" form.
+            if (m_pos == before || !isNameChar(*m_pos))
+                return fail(malformed);
+            while (m_pos < m_end && isNameChar(*m_pos))
                 ++m_pos;
-            } else if (c == '<') {
-                return fail(u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name)));
-            }
+            skipSpace();
+            if (m_pos >= m_end || *m_pos != '=')
+                return fail(malformed);
+            ++m_pos;
+            skipSpace();
+            if (m_pos >= m_end || (*m_pos != '"' && *m_pos != '\''))
+                return fail(malformed);
+            const char quote = *m_pos++;
+            while (m_pos < m_end && *m_pos != quote && *m_pos != '<')
+                ++m_pos;
+            if (m_pos >= m_end || *m_pos != quote)
+                return fail(u"Unterminated attribute value"_s);
+            ++m_pos;
         }
-        element->empty = m_pos < m_end && *m_pos == '/';
+        element->empty = *m_pos == '/';
         if (element->empty)
             ++m_pos;
         if (m_pos >= m_end || *m_pos != '>')
-            return fail(u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name)));
+            return fail(malformed);
         ++m_pos;
         return true;
     }
