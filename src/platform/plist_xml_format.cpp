@@ -357,7 +357,8 @@ private:
 
     bool validateScalar(const Element& element) {
         if (element.empty) {
-            if (element.tag == Tag::String || element.tag == Tag::Key || element.tag == Tag::Data)
+            // "<key/>" is refused: libplist cannot read it, and "<key></key>" says the same.
+            if (element.tag == Tag::String || element.tag == Tag::Data)
                 return true;
             return fail(u"Empty <%1> element"_s.arg(QLatin1StringView(element.name)));
         }
