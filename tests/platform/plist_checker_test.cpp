@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         CheckCase{"unclosedDict", xmlPlist("<dict><key>a</key><string>b</string>"), false, "line"},
         CheckCase{"commentOpenerOnly", "<!--><plist><true/></plist>", false, "comment"},
         CheckCase{"selfClosingKey", xmlPlist("<dict><key/><true/></dict>"), false, "key"},
-        CheckCase{"junkInTag", xmlPlist("<array\xfb\xfbate></array>"), false, "array"},
+        CheckCase{"junkInTag", xmlPlist("<array\xfb\xfb" "ate></array>"), false, "array"},
         CheckCase{"keyWithoutValue", xmlPlist("<dict><key>a</key></dict>"), false, "key"},
         CheckCase{"truncatedBinary", goodBinary().left(goodBinary().size() - 5), false, "offset"},
         CheckCase{"offsetTableBeyondEnd", withTrailerField(goodBinary(), 8, 1u << 20, 8), false,
