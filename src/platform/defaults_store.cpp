@@ -11,8 +11,10 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -88,10 +90,13 @@ QString DefaultsStore::pathForDomain(const QString& domain) const {
 }
 
 QStringList DefaultsStore::domains() const {
-    QStringList names;
+    // Names are gathered and sorted as bytes, which for UTF-8 is code-point
+    // order, and only then turned into strings: `defaults domains` over a large
+    // folder spends most of its time here.
+    std::vector<std::string> raw;
     DIR* folder = ::opendir(QFile::encodeName(preferencesFolder()).constData());
     if (!folder)
-        return names;
+        return {};
     while (const dirent* entry = ::readdir(folder)) {
         const size_t length = std::strlen(entry->d_name);
         if (entry->d_name[0] == '.' || length <= 6 ||
@@ -99,10 +104,14 @@ QStringList DefaultsStore::domains() const {
             continue;
         if (entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN && entry->d_type != DT_LNK)
             continue;
-        names.append(QFile::decodeName(QByteArray(entry->d_name, qsizetype(length - 6))));
+        raw.emplace_back(entry->d_name, length - 6);
     }
     ::closedir(folder);
-    std::sort(names.begin(), names.end());
+    std::sort(raw.begin(), raw.end());
+    QStringList names;
+    names.reserve(qsizetype(raw.size()));
+    for (const std::string& name : raw)
+        names.append(QFile::decodeName(QByteArray(name.data(), qsizetype(name.size()))));
     return names;
 }
 

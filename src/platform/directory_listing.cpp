@@ -8,8 +8,7 @@
 
 using namespace Qt::StringLiterals;
 
-DirectoryListing DirectoryListing::list(const QString& folder)
-{
+DirectoryListing DirectoryListing::list(const QString& folder) {
     DirectoryListing listing;
     const QByteArray encoded = QFile::encodeName(folder);
     DIR* dir = opendir(encoded.constData());

@@ -8,67 +8,58 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QList<QUrl> subFolders(const QList<QUrl>& folders, const QString& name)
-{
+QList<QUrl> subFolders(const QList<QUrl>& folders, const QString& name) {
     QList<QUrl> result;
     for (const QUrl& folder : folders)
-        result.append(QUrl::fromLocalFile(sv::stringByAppendingPathComponent(folder.toLocalFile(), name)));
+        result.append(
+            QUrl::fromLocalFile(sv::stringByAppendingPathComponent(folder.toLocalFile(), name)));
     return result;
 }
 
 } // namespace
 
-QString LibraryFolders::systemRoot()
-{
+QString LibraryFolders::systemRoot() {
     const QString root = qEnvironmentVariable("SORVANE_SYSTEM_ROOT");
     if (root.isEmpty())
         return u"/"_s;
     return QDir::cleanPath(root);
 }
 
-QString LibraryFolders::homeFolder()
-{
+QString LibraryFolders::homeFolder() {
     return QDir::homePath();
 }
 
-QString LibraryFolders::rootHomeFolder()
-{
+QString LibraryFolders::rootHomeFolder() {
     return underSystemRoot(u"/root"_s);
 }
 
-QString LibraryFolders::underSystemRoot(const QString& absolutePath)
-{
+QString LibraryFolders::underSystemRoot(const QString& absolutePath) {
     const QString root = systemRoot();
     if (root == u"/"_s)
         return absolutePath;
     return sv::stringByAppendingPathComponent(root, absolutePath);
 }
 
-QList<QUrl> LibraryFolders::userLibraryFolders()
-{
+QList<QUrl> LibraryFolders::userLibraryFolders() {
     const QString home = homeFolder();
     if (home.isEmpty())
         return {};
     return {QUrl::fromLocalFile(sv::stringByAppendingPathComponent(home, u"Library"_s))};
 }
 
-QList<QUrl> LibraryFolders::localLibraryFolders()
-{
+QList<QUrl> LibraryFolders::localLibraryFolders() {
     return {QUrl::fromLocalFile(underSystemRoot(u"/Library"_s))};
 }
 
-QList<QUrl> LibraryFolders::userCachesFolders()
-{
+QList<QUrl> LibraryFolders::userCachesFolders() {
     return subFolders(userLibraryFolders(), u"Caches"_s);
 }
 
-QList<QUrl> LibraryFolders::localCachesFolders()
-{
+QList<QUrl> LibraryFolders::localCachesFolders() {
     return subFolders(localLibraryFolders(), u"Caches"_s);
 }
 
-QUrl LibraryFolders::containerFolder(const QString& identifier)
-{
+QUrl LibraryFolders::containerFolder(const QString& identifier) {
     const QList<QUrl> libraries = userLibraryFolders();
     if (libraries.isEmpty())
         return {};

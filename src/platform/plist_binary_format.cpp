@@ -21,9 +21,11 @@ quint64 readBigEndian(const uchar* bytes, int size) {
 
 class BinaryReader {
 public:
-    explicit BinaryReader(const QByteArray& data)
+    // Without buildValues the reader only validates: same checks, no values built.
+    BinaryReader(const QByteArray& data, bool buildValues)
         : m_data(data)
-        , m_bytes(reinterpret_cast<const uchar*>(data.constData())) {}
+        , m_bytes(reinterpret_cast<const uchar*>(data.constData()))
+        , m_build(buildValues) {}
 
     PlistValue read(QString* error) {
         PlistValue value;
@@ -68,7 +70,8 @@ private:
         if (m_refSize < 8 && m_objectCount > (quint64(1) << (8 * m_refSize)))
             return fail(u"Corrupt trailer: object count exceeds the reference size"_s,
                         trailerOffset + 7);
-        m_cache.resize(qsizetype(m_objectCount));
+        if (m_build)
+            m_cache.resize(qsizetype(m_objectCount));
         m_state.resize(qsizetype(m_objectCount));
         return true;
     }
@@ -124,7 +127,7 @@ private:
     PlistValue readObject(quint64 index, int depth) {
         const qsizetype slot = qsizetype(index);
         if (m_state[slot] == Done)
-            return m_cache[slot];
+            return m_build ? m_cache[slot] : PlistValue();
         if (m_state[slot] == InProgress) {
             fail(u"Reference cycle through object %1"_s.arg(index), m_offsetTable);
             return {};
@@ -142,7 +145,8 @@ private:
         if (!m_error.isEmpty())
             return {};
         m_state[slot] = Done;
-        m_cache[slot] = value;
+        if (m_build)
+            m_cache[slot] = value;
         return value;
     }
 
@@ -241,15 +245,18 @@ private:
         const char* start = m_data.constData() + content;
         const qsizetype length = qsizetype(*count);
         if (high == 0x4)
-            return PlistValue::fromData(QByteArray(start, length));
+            return m_build ? PlistValue::fromData(QByteArray(start, length)) : PlistValue();
         if (high == 0x5) {
             for (qsizetype i = 0; i < length; ++i) {
                 if (uchar(start[i]) >= 0x80)
                     return fail(u"Non-ASCII byte in an ASCII string"_s, content + quint64(i)),
                            PlistValue();
             }
-            return PlistValue::fromString(QString::fromLatin1(start, length));
+            return m_build ? PlistValue::fromString(QString::fromLatin1(start, length))
+                           : PlistValue();
         }
+        if (!m_build)
+            return {};
         QString string(length, Qt::Uninitialized);
         const uchar* bytes = m_bytes + content;
         for (qsizetype i = 0; i < length; ++i)
@@ -283,9 +290,16 @@ private:
             PlistValue item = readObject(*ref, depth + 1);
             if (!m_error.isEmpty())
                 return {};
-            array.append(item);
+            if (m_build)
+                array.append(item);
         }
         return array;
+    }
+
+    bool isStringObject(quint64 index) {
+        const std::optional<quint64> offset = objectOffset(index);
+        const uchar high = offset ? m_bytes[*offset] >> 4 : 0;
+        return high == 0x5 || high == 0x6;
     }
 
     PlistValue decodeDictionary(quint64 offset, int depth) {
@@ -305,17 +319,14 @@ private:
             const PlistValue key = readObject(*keyRef, depth + 1);
             if (!m_error.isEmpty())
                 return {};
-            if (!key.isString())
+            if (!isStringObject(*keyRef))
                 return fail(u"Dictionary key is not a string"_s, keyAt), PlistValue();
             PlistValue value = readObject(*valueRef, depth + 1);
             if (!m_error.isEmpty())
                 return {};
-            if (seen.contains(key.toString())) {
-                dictionary.insert(key.toString(), value);
+            if (!m_build)
                 continue;
-            }
-            seen.insert(key.toString(), dictionary.count());
-            dictionary.appendEntry(key.toString(), value);
+            dictionary.insertWhileReading(key.toString(), value, seen);
         }
         return dictionary;
     }
@@ -332,6 +343,7 @@ private:
     QList<PlistValue> m_cache;
     QList<State> m_state;
     QString m_error;
+    bool m_build = true;
 };
 
 void appendBigEndian(QByteArray& out, quint64 value, int size) {
@@ -499,7 +511,15 @@ bool PlistBinaryFormat::isBinary(const QByteArray& data) {
 }
 
 PlistValue PlistBinaryFormat::read(const QByteArray& data, QString* error) {
-    return BinaryReader(data).read(error);
+    return BinaryReader(data, true).read(error);
+}
+
+bool PlistBinaryFormat::validate(const QByteArray& data, QString* error) {
+    QString message;
+    BinaryReader(data, false).read(&message);
+    if (error)
+        *error = message;
+    return message.isEmpty();
 }
 
 QByteArray PlistBinaryFormat::write(const PlistValue& value) {

@@ -22,5 +22,7 @@ public:
     // Returns an invalid value and sets *error (a description naming the fault
     // and the byte offset where it lies) when the data is not a well-formed file.
     static PlistValue read(const QByteArray& data, QString* error);
+    // The same checks as read() without building the value: the checker's fast path.
+    static bool validate(const QByteArray& data, QString* error);
     static QByteArray write(const PlistValue& value);
 };

@@ -25,7 +25,7 @@ QString PlistChecker::check(const QByteArray& data) {
     QString error;
     switch (PlistCodec::detectFormat(data)) {
     case PlistCodec::Format::Binary:
-        if (PlistBinaryFormat::read(data, &error).isValid())
+        if (PlistBinaryFormat::validate(data, &error))
             return u"OK"_s;
         return failure(u"Binary"_s, 1, error);
     case PlistCodec::Format::Xml:

@@ -327,7 +327,7 @@ private:
 
     PlistValue parseDictionary(int depth) {
         ++m_pos;
-        QSet<QString> seen;
+        QHash<QString, qsizetype> seen;
         PlistValue dictionary = parseEntryList(depth, PlistValue::dictionary(), u'}', seen);
         if (!m_error.isEmpty())
             return {};
@@ -338,13 +338,14 @@ private:
     // The rest of a brace-less top dictionary whose first key is already read.
     PlistValue parseEntries(const QString& firstKey, int depth) {
         PlistValue dictionary = PlistValue::dictionary();
-        QSet<QString> seen;
+        QHash<QString, qsizetype> seen;
         if (!addEntry(dictionary, seen, firstKey, depth))
             return {};
         return parseEntryList(depth, dictionary, QChar(), seen);
     }
 
-    PlistValue parseEntryList(int depth, PlistValue dictionary, QChar close, QSet<QString>& seen) {
+    PlistValue parseEntryList(int depth, PlistValue dictionary, QChar close,
+                              QHash<QString, qsizetype>& seen) {
         while (true) {
             skipSpace();
             if (!m_error.isEmpty())
@@ -363,18 +364,14 @@ private:
         }
     }
 
-    bool addEntry(PlistValue& dictionary, QSet<QString>& seen, const QString& key, int depth) {
+    bool addEntry(PlistValue& dictionary, QHash<QString, qsizetype>& seen, const QString& key,
+                  int depth) {
         if (!expect(u'='))
             return false;
         PlistValue value = parseValue(depth + 1);
         if (!m_error.isEmpty() || !expect(u';'))
             return false;
-        if (seen.contains(key)) {
-            dictionary.insert(key, value);
-        } else {
-            seen.insert(key);
-            dictionary.appendEntry(key, value);
-        }
+        dictionary.insertWhileReading(key, value, seen);
         return true;
     }
 
@@ -475,7 +472,8 @@ QString PlistTextFormat::write(const PlistValue& value) {
 }
 
 QString PlistTextFormat::quotedIfNeeded(const QString& string) {
-    bool plain = !string.isEmpty();
+    // A bare word holding "//" or "/*" would read back as the start of a comment.
+    bool plain = !string.isEmpty() && !string.contains(u"//"_s) && !string.contains(u"/*"_s);
     for (QChar c : string)
         plain = plain && isWordChar(c);
     if (plain)

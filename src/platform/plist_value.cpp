@@ -103,6 +103,17 @@ void PlistValue::appendEntry(const QString& key, const PlistValue& value) {
     m_items.append(value);
 }
 
+void PlistValue::insertWhileReading(const QString& key, const PlistValue& value,
+                                    QHash<QString, qsizetype>& positions) {
+    const auto found = positions.constFind(key);
+    if (found != positions.cend()) {
+        m_items[*found] = value;
+        return;
+    }
+    positions.insert(key, m_items.size());
+    appendEntry(key, value);
+}
+
 bool PlistValue::remove(const QString& key) {
     const qsizetype index = m_keys.indexOf(key);
     if (index < 0)

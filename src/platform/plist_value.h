@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -71,6 +72,12 @@ public:
     void insert(const QString& key, const PlistValue& value);
     // For readers that have already ruled out duplicate keys.
     void appendEntry(const QString& key, const PlistValue& value);
+    // For readers: appends the pair, or (a repeated key) replaces the earlier
+    // value in place; `positions` remembers where each key stands while the
+    // dictionary is being read, so that a long dictionary is not read in
+    // quadratic time.
+    void insertWhileReading(const QString& key, const PlistValue& value,
+                            QHash<QString, qsizetype>& positions);
     bool remove(const QString& key);
 
     bool operator==(const PlistValue& other) const;

@@ -8,8 +8,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QByteArray xmlHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+                           "<!DOCTYPE plist PUBLIC \"-//Sorvane//DTD PLIST 1.0//EN\" "
+                           "\"PropertyList-1.0.dtd\">\n";
 
 QByteArray xmlPlist(const QByteArray& body) {
     return xmlHead + "<plist version=\"1.0\">\n" + body + "\n</plist>\n";
@@ -90,6 +90,9 @@ INSTANTIATE_TEST_SUITE_P(
         CheckCase{"realWithTwoPoints", xmlPlist("<real>1.5.3</real>"), false, "1.5.3"},
         CheckCase{"unknownTag", xmlPlist("<dict><key>a</key><colour/></dict>"), false, "colour"},
         CheckCase{"unclosedDict", xmlPlist("<dict><key>a</key><string>b</string>"), false, "line"},
+        CheckCase{"commentOpenerOnly", "<!--><plist><true/></plist>", false, "comment"},
+        CheckCase{"selfClosingKey", xmlPlist("<dict><key/><true/></dict>"), false, "key"},
+        CheckCase{"junkInTag", xmlPlist("<array\xfb\xfb" "ate></array>"), false, "array"},
         CheckCase{"keyWithoutValue", xmlPlist("<dict><key>a</key></dict>"), false, "key"},
         CheckCase{"truncatedBinary", goodBinary().left(goodBinary().size() - 5), false, "offset"},
         CheckCase{"offsetTableBeyondEnd", withTrailerField(goodBinary(), 8, 1u << 20, 8), false,
