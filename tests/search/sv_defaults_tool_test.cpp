@@ -1,10 +1,14 @@
 #include "search/sv_defaults_tool.h"
 
+#include "platform/tool_locations.h"
+#include "privileged/sv_task_master.h"
+
 #include "log_capture.h"
 #include "sandbox.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -131,4 +135,28 @@ TEST(SVDefaultsTool, CallOnTheMainThreadMovesTheReadingOffIt) {
     ASSERT_TRUE(reads.open(QIODevice::ReadOnly));
     EXPECT_EQ(reads.readAll(), "x\nx\n");
     EXPECT_FALSE(onMainThread);
+}
+
+TEST(SVDefaultsTool, ReadsTheDomainsOfSorvanesOwnDefaultsProgram) {
+    Sandbox sandbox;
+    qunsetenv("SORVANE_DEFAULTS_TOOL");
+    SVTaskMaster writer;
+    for (const QString& domain : {u"com.example.a"_s, u"com.example.b"_s})
+        ASSERT_TRUE(writer.runTaskWithProgram(ToolLocations::defaultsTool(),
+                                              {u"write"_s, domain, u"key"_s, u"-int"_s, u"1"_s},
+                                              nullptr));
+    SVDefaultsTool tool(rootList(std::nullopt));
+    tool.waitForReading();
+
+    EXPECT_EQ(tool.userDefaultsDomains(),
+              std::optional<QStringList>(QStringList{u"com.example.a"_s, u"com.example.b\n"_s}));
+
+    // Deleting a domain that is gone complains on standard error only, which
+    // the task runner deliberately counts as done.
+    SVTaskMaster deleter;
+    EXPECT_TRUE(deleter.deleteDefaultDomain(u"com.example.a"_s));
+    EXPECT_FALSE(QFileInfo::exists(sandbox.homePath(u"Library/Preferences/com.example.a.plist"_s)));
+    SVTaskMaster again;
+    EXPECT_TRUE(again.deleteDefaultDomain(u"com.example.a"_s));
+    EXPECT_FALSE(again.output().has_value());
 }
