@@ -137,8 +137,12 @@ TEST_F(HelperLinkTest, CancelEndsARunningCheckWithWhatWasChecked) {
     installHelper();
     constexpr int kFiles = 5000;
     const QString folder = bus_->systemRoot() + u"/Library/Preferences"_s;
-    for (int i = 0; i < kFiles; ++i)
-        makeRootFile(u"Library/Preferences/f%1.plist"_s.arg(i), kGoodPlist);
+    QDir().mkpath(folder);
+    for (int i = 0; i < kFiles; ++i) {
+        QFile file(folder + u"/f%1.plist"_s.arg(i));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(kGoodPlist);
+    }
     LogCapture log;
 
     std::optional<SorvaneHelperProtocol::PlistResults> results;
