@@ -64,9 +64,22 @@ build() {
     cmake --build "$BUILD" -j "$JOBS"
 }
 
+# The fuzzing harnesses, built with clang and sanitizers in a small build of
+# their own; their committed seed corpora are replayed as tests.
+build_fuzz() {
+    local fuzz="$BUILD/fuzz"
+    if [ ! -f "$fuzz/build.ninja" ]; then
+        cmake -S "$ROOT/fuzz" -B "$fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+            -DCMAKE_CXX_COMPILER=clang++
+    fi
+    cmake --build "$fuzz" -j "$JOBS"
+}
+
 run_tests() {
     build
     ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" --timeout 600
+    build_fuzz
+    ctest --test-dir "$BUILD/fuzz" --output-on-failure -j "$JOBS" --timeout 600
 }
 
 run_app() {

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+// Installs the running helper program as the system's privileged helper: the
+// program into libexec, its D-Bus activation file, its bus policy and its
+// polkit actions; then asks the bus to reload and stops an older helper still
+// running, so that the next call activates the new one. Run as root (through
+// pkexec), or into a folder of its own with a prefix (tests, packaging).
+class HelperInstaller {
+public:
+    enum Status { Installed = 0, Failed = 1 };
+
+    // prefix: "/usr" for the system; busAddress: empty for the system bus.
+    HelperInstaller(QString prefix, QString busAddress);
+
+    // Writes what went wrong to standard error.
+    Status install(const QString& helperProgram) const;
+
+    QString installedProgram() const;
+    QString activationFile() const;
+    QString busPolicyFile() const;
+    QString polkitActionsFile() const;
+
+private:
+    bool writeFile(const QString& path, const QByteArray& content) const;
+    bool copyProgram(const QString& helperProgram) const;
+    void reloadBusAndStopOldHelper() const;
+
+    QString prefix_;
+    QString busAddress_;
+};

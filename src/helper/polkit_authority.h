@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QString>
+
+#include <functional>
+
+class QObject;
+
+// Asks the polkit authority on the helper's own bus whether the sender of a
+// call may perform an action. The answer comes back later on the context's
+// thread, so that the helper stays responsive while a user answers a prompt.
+class PolkitAuthority {
+public:
+    using Answer = std::function<void(bool authorized, const QString& reason)>;
+
+    explicit PolkitAuthority(QDBusConnection bus);
+
+    void checkAuthorization(const QString& actionId, const QString& senderBusName,
+                            bool allowInteraction, QObject* context, Answer answer) const;
+
+private:
+    QDBusConnection bus_;
+};

@@ -1,0 +1,43 @@
+#include "platform/tool_locations.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString overridden(const char* variable, const QString& fallback) {
+    const QString value = qEnvironmentVariable(variable);
+    return value.isEmpty() ? fallback : value;
+}
+
+} // namespace
+
+QString ToolLocations::libexecFolder() {
+    const QString programFolder = QCoreApplication::applicationDirPath();
+    if (programFolder.endsWith(u"/libexec/sorvane"_s))
+        return programFolder;
+    return QDir::cleanPath(programFolder + u"/../libexec/sorvane"_s);
+}
+
+QString ToolLocations::defaultsTool() {
+    return overridden("SORVANE_DEFAULTS_TOOL", libexecFolder() + u"/defaults"_s);
+}
+
+QString ToolLocations::rebootTool() {
+    return overridden("SORVANE_REBOOT_TOOL", u"/sbin/reboot"_s);
+}
+
+QString ToolLocations::unzipTool() {
+    return overridden("SORVANE_UNZIP_TOOL", u"/usr/bin/unzip"_s);
+}
+
+QString ToolLocations::helperTool() {
+    return overridden("SORVANE_HELPER_TOOL", libexecFolder() + u"/sorvane-helper"_s);
+}
+
+QString ToolLocations::pkexecTool() {
+    return overridden("SORVANE_PKEXEC_TOOL", u"/usr/bin/pkexec"_s);
+}

@@ -1,0 +1,26 @@
+#include "defaults_command.h"
+
+#include <QByteArray>
+
+#include <cstdio>
+
+namespace {
+
+void print(FILE* stream, const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+}
+
+} // namespace
+
+// No QCoreApplication: the program needs no event loop, and skipping it keeps start-up short.
+int main(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const DefaultsCommand::Result result =
+        DefaultsCommand::run(QString::fromLocal8Bit(qgetenv("HOME")), arguments);
+    print(stdout, result.output);
+    print(stderr, result.error);
+    return result.exitCode;
+}

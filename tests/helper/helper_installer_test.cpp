@@ -1,0 +1,70 @@
+#include "helper/helper_installer.h"
+
+#include "privileged/helper_protocol.h"
+
+#include "sandbox.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QXmlStreamReader>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool isWellFormedXml(const QByteArray& xml) {
+    QXmlStreamReader reader(xml);
+    while (!reader.atEnd())
+        reader.readNext();
+    return !reader.hasError();
+}
+
+} // namespace
+
+TEST(HelperInstaller, WritesProgramActivationPolicyAndActionsBelowThePrefix) {
+    Sandbox sandbox;
+    const QString program = sandbox.makeFile(sandbox.homePath(u"helper-v1"_s), "#!/bin/sh\n");
+    // No bus: the files are written all the same.
+    const HelperInstaller installer(sandbox.homePath(u"prefix"_s), u"unix:path=/nonexistent"_s);
+
+    ASSERT_EQ(installer.install(program), HelperInstaller::Installed);
+
+    EXPECT_EQ(installer.installedProgram(),
+              sandbox.homePath(u"prefix/libexec/sorvane/sorvane-helper"_s));
+    EXPECT_TRUE(QFileInfo(installer.installedProgram()).isExecutable());
+    EXPECT_EQ(contents(installer.activationFile()),
+              ("[D-BUS Service]\nName=com.brisvale.Sorvane.Helper\nExec=" +
+               QFile::encodeName(installer.installedProgram()) + "\nUser=root\n"));
+    const QByteArray policy = contents(installer.busPolicyFile());
+    EXPECT_TRUE(isWellFormedXml(policy));
+    EXPECT_TRUE(policy.contains(R"(<policy user="root">)"));
+    const QByteArray actions = contents(installer.polkitActionsFile());
+    EXPECT_TRUE(isWellFormedXml(actions));
+    for (const QString& action : {HelperProtocol::kActionReadDomains, HelperProtocol::kActionDelete,
+                                  HelperProtocol::kActionCopy, HelperProtocol::kActionSetAttributes,
+                                  HelperProtocol::kActionCheckPlists, HelperProtocol::kActionReboot,
+                                  HelperProtocol::kActionRunScript})
+        EXPECT_TRUE(actions.contains("<action id=\"" + action.toUtf8() + "\">"))
+            << action.toStdString();
+
+    // A second installation replaces the program.
+    const QString newer = sandbox.makeFile(sandbox.homePath(u"helper-v2"_s), "#!/bin/sh\n# v2\n");
+    ASSERT_EQ(installer.install(newer), HelperInstaller::Installed);
+    EXPECT_EQ(contents(installer.installedProgram()), "#!/bin/sh\n# v2\n");
+}
+
+TEST(HelperInstaller, UnwritablePrefixFails) {
+    Sandbox sandbox;
+    const QString program = sandbox.makeFile(sandbox.homePath(u"helper"_s), "x");
+    // A file where a folder must go.
+    const QString blocked = sandbox.makeFile(sandbox.homePath(u"prefix"_s), "file");
+    const HelperInstaller installer(blocked, u"unix:path=/nonexistent"_s);
+    EXPECT_EQ(installer.install(program), HelperInstaller::Failed);
+}
