@@ -25,6 +25,5 @@ function(sorvane_test_folder)
     gtest_discover_tests(${_target}
         DISCOVERY_MODE PRE_TEST
         NO_PRETTY_VALUES
-        DISCOVERY_TIMEOUT 30
-        PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;SORVANE_BUILD_DIR=${CMAKE_BINARY_DIR};SORVANE_SOURCE_DIR=${CMAKE_SOURCE_DIR}")
+        DISCOVERY_TIMEOUT 30)
 endfunction()

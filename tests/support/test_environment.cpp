@@ -1,0 +1,30 @@
+#include "test_environment.h"
+
+#include <QDir>
+#include <QFile>
+
+bool prepareTestEnvironment(const QTemporaryDir& scratch)
+{
+    if (!scratch.isValid())
+        return false;
+    const auto folder = [&scratch](const char* name) {
+        const QString path = scratch.filePath(QString::fromLatin1(name));
+        QDir().mkpath(path);
+        return QFile::encodeName(path);
+    };
+    qputenv("HOME", folder("home"));
+    qputenv("SORVANE_SYSTEM_ROOT", folder("root"));
+    qputenv("XDG_CONFIG_HOME", folder("config"));
+    qputenv("XDG_CACHE_HOME", folder("cache"));
+    qputenv("XDG_DATA_HOME", folder("data"));
+    qputenv("XDG_RUNTIME_DIR", folder("runtime"));
+    QFile::setPermissions(scratch.filePath(QStringLiteral("runtime")),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    if (qEnvironmentVariableIsEmpty("SORVANE_BUILD_DIR"))
+        qputenv("SORVANE_BUILD_DIR", SORVANE_TEST_BUILD_DIR);
+    if (qEnvironmentVariableIsEmpty("SORVANE_SOURCE_DIR"))
+        qputenv("SORVANE_SOURCE_DIR", SORVANE_TEST_SOURCES);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    return true;
+}
