@@ -2,7 +2,6 @@
 # strict Qt defines; every Sorvane target links it.
 add_library(sorvane_options INTERFACE)
 target_compile_features(sorvane_options INTERFACE cxx_std_20)
-set_target_properties(sorvane_options PROPERTIES INTERFACE_CXX_EXTENSIONS OFF)
 target_compile_options(sorvane_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align
     -Woverloaded-virtual -Wimplicit-fallthrough

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QtMessageHandler>
 
+#include "qt_printers.h"
+
 // Captures the lines written to Sorvane's log category while it lives, so a
 // test can assert the exact messages. Lines of other categories pass on.
 class LogCapture {

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include "qt_printers.h"
+
 // A fresh temporary folder standing for the home folder (HOME) and the system
 // root (SORVANE_SYSTEM_ROOT) for the lifetime of the object; both variables
 // are restored afterwards.

@@ -3,8 +3,7 @@
 #include <QDir>
 #include <QFile>
 
-bool prepareTestEnvironment(const QTemporaryDir& scratch)
-{
+bool prepareTestEnvironment(const QTemporaryDir& scratch) {
     if (!scratch.isValid())
         return false;
     const auto folder = [&scratch](const char* name) {

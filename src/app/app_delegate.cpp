@@ -1,0 +1,282 @@
+#include "app/app_delegate.h"
+
+#include "app/main_window.h"
+#include "catalogues/sv_known_app.h"
+#include "controls/app_icon_image_view.h"
+#include "controls/ft_path_control.h"
+#include "controls/panel_runner.h"
+#include "controls/show_alert.h"
+#include "controls/sv_list_view.h"
+#include "platform/bundle.h"
+#include "platform/file_icons.h"
+#include "platform/workspace.h"
+#include "search/sv_defaults_tool.h"
+#include "util/logging.h"
+#include "util/path_utils.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QIcon>
+#include <QLabel>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTableWidget>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+AppDelegate* sharedDelegate = nullptr;
+
+bool hasAppExtension(const QUrl& url) {
+    return sv::pathExtension(url.toLocalFile()).compare(u"app"_s, Qt::CaseInsensitive) == 0;
+}
+} // namespace
+
+AppDelegate::AppDelegate(const AppServices& services, QObject* parent)
+    : QObject(parent)
+    , services_(services)
+    , mainWindow_(std::make_unique<MainWindow>()) {
+    if (!sharedDelegate)
+        sharedDelegate = this;
+    connectOutlets();
+    connectActions();
+}
+
+AppDelegate::~AppDelegate() {
+    if (sharedDelegate == this)
+        sharedDelegate = nullptr;
+}
+
+void AppDelegate::ShowAlertPresenter::showAlert(const QString& message,
+                                                const QString& informative) {
+    ShowAlert(message, informative);
+}
+
+AppDelegate* AppDelegate::applicationDelegate() {
+    return sharedDelegate;
+}
+
+void AppDelegate::connectOutlets() {
+    MainWindow* w = mainWindow_.get();
+    window = w;
+    app_pathControl = w->pathControl;
+    app_nameLabel = w->nameLabel;
+    app_BundleIdentifierLabel = w->bundleIdentifierLabel;
+    app_iconView = w->iconView;
+    appDefaultsDomainsListView = w->domainsList;
+    appAdditionalPrefsFilesListView = w->preferenceFilesList;
+    appCachesListView = w->cachesList;
+    osComponentsTable = w->componentsTable;
+    plutilFailuresTable = w->failuresTable;
+    progressSheet = w->progressSheet;
+    progressLabel = w->progressLabel;
+    progressBar = w->progressBar;
+    opCompleteSheet = w->opCompleteSheet;
+    opCompleteMessageLabel = w->opCompleteMessageLabel;
+    opCompleteInfoLabel = w->opCompleteInfoLabel;
+    opCompleteRebootLabel = w->opCompleteRebootLabel;
+    opCompleteRebootButton = w->opCompleteRebootButton;
+
+    app_pathControl->setDelegate(this);
+    app_pathControl->connectProperActionsTo(this);
+    app_pathControl->awakeFromNib();
+    app_iconView->setDelegate(this);
+    app_iconView->setIconProvider(&FileIcons::iconForFile);
+    for (SVListView* list :
+         {appDefaultsDomainsListView, appAdditionalPrefsFilesListView, appCachesListView})
+        list->setDelegate(this);
+}
+
+void AppDelegate::connectActions() {
+    MainWindow* w = mainWindow_.get();
+    const auto wire = [this](auto* sender, auto signal, void (AppDelegate::*action)()) {
+        connect(sender, signal, this, [this, action] { (this->*action)(); });
+    };
+    wire(w->browseAction, &QAction::triggered, &AppDelegate::browseForApp);
+    wire(w->chooseAppButton, &QPushButton::clicked, &AppDelegate::browseForApp);
+    wire(w->cleanAppButton, &QPushButton::clicked, &AppDelegate::cleanAppPreferences);
+    wire(w->cleanAppAction, &QAction::triggered, &AppDelegate::cleanAppPreferences);
+    wire(w->cleanComponentsButton, &QPushButton::clicked,
+         &AppDelegate::cleanOSComponentPreferences);
+    wire(w->cleanComponentsAction, &QAction::triggered, &AppDelegate::cleanOSComponentPreferences);
+    wire(w->checkUserButton, &QPushButton::clicked, &AppDelegate::checkUserPrefs);
+    wire(w->checkUserAction, &QAction::triggered, &AppDelegate::checkUserPrefs);
+    wire(w->checkSystemButton, &QPushButton::clicked, &AppDelegate::checkSystemPrefs);
+    wire(w->checkSystemAction, &QAction::triggered, &AppDelegate::checkSystemPrefs);
+    wire(w->toggleFailuresButton, &QPushButton::clicked, &AppDelegate::toggleSelectedPlutilFiles);
+    wire(w->deleteFailuresButton, &QPushButton::clicked, &AppDelegate::deleteSelectedPlutilFiles);
+    wire(w->progressCancelButton, &QPushButton::clicked, &AppDelegate::progressSheet_cancel);
+    wire(w->opCompleteCloseButton, &QPushButton::clicked, &AppDelegate::opComplete_closeSheet);
+    wire(w->opCompleteRebootButton, &QPushButton::clicked, &AppDelegate::opComplete_Reboot);
+    wire(w->packagerAction, &QAction::triggered, &AppDelegate::openPreferencePackager);
+    wire(w->deployAction, &QAction::triggered, &AppDelegate::deployKolvane);
+    wire(w->showMainWindowAction, &QAction::triggered, &AppDelegate::showMainWindow);
+    wire(w->helpAction, &QAction::triggered, &AppDelegate::showHelpInBrowser);
+    wire(w->websiteAction, &QAction::triggered, &AppDelegate::openBrisvaleWebsite);
+    wire(w->updatesAction, &QAction::triggered, &AppDelegate::showUpdatemanager);
+    connect(w->pasteAction, &QAction::triggered, this,
+            [this] { readAppUrlFromPasteboard(QGuiApplication::clipboard()->mimeData()); });
+    connect(w->quitAction, &QAction::triggered, qApp, &QCoreApplication::quit,
+            Qt::QueuedConnection);
+    connect(osComponentsTable->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this,
+            &AppDelegate::sortComponents);
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    // Qt keeps no Windows menu of its own, so there is nothing to exclude
+    // the main window from.
+    const QString iconPath = Bundle::mainBundle().resourcesPath() + u"/icons/sorvane.svg"_s;
+    const QIcon icon(iconPath);
+    if (!QFileInfo::exists(iconPath) || icon.isNull())
+        sv::log(u"Failed to load icon"_s);
+    else
+        QApplication::setWindowIcon(icon);
+    app_nameLabel->setText(QString());
+    app_BundleIdentifierLabel->setText(QString());
+    SVDefaultsTool::sharedTool();
+    SVKnownApp::loadKnownAppData();
+    osComponents = SVOSComponent::loadData().value_or(QList<SVOSComponent>());
+    reloadComponentsTable();
+    window->show();
+}
+
+QString AppDelegate::applicationVersion() const {
+    return Bundle::mainBundle().version();
+}
+
+void AppDelegate::showMainWindow() {
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+void AppDelegate::openBrisvaleWebsite() {
+    Workspace::openURL(QUrl(u"https://www.brisvale.com/sorvane"_s));
+}
+
+void AppDelegate::showHelpInBrowser() {
+    const QString page = Bundle::mainBundle().resourcesPath() + u"/Help/index.html"_s;
+    if (!QFileInfo::exists(page)) {
+        sv::log(u"Help URL not found"_s);
+        return;
+    }
+    Workspace::openURL(QUrl::fromLocalFile(page));
+}
+
+void AppDelegate::openPreferencePackager() {
+    ShowAlert(u"Preference Packager"_s, u"The preference packager is not available yet."_s);
+}
+
+void AppDelegate::deployKolvane() {
+    ShowAlert(u"Deploy Package"_s, u"Deploying preference packages is not available yet."_s);
+}
+
+void AppDelegate::showUpdatemanager() {
+    ShowAlert(u"Sorvane %1"_s.arg(applicationVersion()),
+              u"Sorvane is updated by your system's package manager."_s);
+}
+
+void AppDelegate::configureApplicationPanel(QFileDialog* panel) {
+    // Application bundles are folders here: the panel picks folders.
+    panel->setWindowTitle(u"Select Application"_s);
+    panel->setFileMode(QFileDialog::Directory);
+    panel->setNameFilter(u"Applications (*.app *.APP)"_s);
+    panel->setAcceptMode(QFileDialog::AcceptOpen);
+}
+
+void AppDelegate::browseForApp() {
+    QFileDialog panel(window);
+    configureApplicationPanel(&panel);
+    if (PanelRunner::run(panel) != 0 && !panel.selectedUrls().isEmpty())
+        setApplicationUrl(panel.selectedUrls().constFirst());
+}
+
+void AppDelegate::setApplicationUrl(const QUrl& url) {
+    appUrl = url;
+    if (url.isEmpty()) {
+        // The result lists are deliberately left as they are: the next search replaces them.
+        app_nameLabel->setText(QString());
+        app_BundleIdentifierLabel->setText(QString());
+        app_iconView->setImage(QImage());
+        return;
+    }
+    app_pathControl->setURL(url);
+    app_nameLabel->setText(
+        sv::stringByDeletingPathExtension(sv::lastPathComponent(url.toLocalFile())));
+    updateAppIcon();
+    doSearchesForApp();
+}
+
+void AppDelegate::updateAppIcon() {
+    QImage icon = FileIcons::iconForFile(appUrl.toLocalFile())
+                      .scaled(100, 100, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    QPointer<AppIconImageView> view = app_iconView;
+    QMetaObject::invokeMethod(
+        this,
+        [view, icon] {
+            if (view)
+                view->setImage(icon);
+        },
+        Qt::QueuedConnection);
+}
+
+bool AppDelegate::readAppUrlFromPasteboard(const QMimeData* pasteboard) {
+    if (!pasteboard || !pasteboard->hasUrls() || pasteboard->urls().isEmpty())
+        return false;
+    const QUrl url = pasteboard->urls().constFirst();
+    if (!hasAppExtension(url))
+        return false;
+    setApplicationUrl(url);
+    return true;
+}
+
+void AppDelegate::appIconViewLoadedIconFromUrl(AppIconImageView* view, const QImage&,
+                                               const QUrl& url) {
+    if (view == app_iconView)
+        setApplicationUrl(url);
+}
+
+bool AppDelegate::pathControlCanSelectItem(const QUrl& item) {
+    return hasAppExtension(item);
+}
+
+void AppDelegate::pathControlWillDisplayOpenPanel(FTPathControl*, QFileDialog* panel) {
+    configureApplicationPanel(panel);
+}
+
+void AppDelegate::pathControlWillDisplaySavePanel(FTPathControl*, QFileDialog* panel) {
+    configureApplicationPanel(panel);
+}
+
+bool AppDelegate::pathControlInitialValueWasSet(FTPathControl*, const QUrl& url) {
+    if (!hasAppExtension(url))
+        return false;
+    setApplicationUrl(url);
+    return true;
+}
+
+bool AppDelegate::pathControlAcceptDrop(FTPathControl*, const QMimeData* data) {
+    return readAppUrlFromPasteboard(data);
+}
+
+void AppDelegate::pathControlClicked(FTPathControl* pathControl) {
+    doSingleClick_ = true;
+    const QUrl clicked = pathControl->clickedPathItem();
+    QPointer<AppDelegate> self = this;
+    QMetaObject::invokeMethod(
+        this,
+        [self, clicked] {
+            if (self && self->doSingleClick_)
+                Workspace::activateFileViewerSelectingURLs({clicked});
+        },
+        Qt::QueuedConnection);
+}
+
+void AppDelegate::pathControlDoubleClicked(FTPathControl*) {
+    doSingleClick_ = false;
+    browseForApp();
+}

@@ -1,0 +1,172 @@
+#pragma once
+
+#include "catalogues/sv_os_component.h"
+#include "controls/app_icon_image_view_delegate.h"
+#include "controls/ft_path_control_delegate.h"
+#include "controls/sv_list_view_delegate.h"
+#include "workflows/alert_presenter.h"
+#include "workflows/application_search.h"
+#include "workflows/cleaning.h"
+#include "workflows/deletion_counter.h"
+#include "workflows/plutil_error.h"
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <atomic>
+#include <memory>
+
+class AppIconImageView;
+class DefaultsDomainRunner;
+class DomainMatcher;
+class FTPathControl;
+class HelperOperations;
+class MainWindow;
+class QDialog;
+class QLabel;
+class QMainWindow;
+class QMimeData;
+class QProgressBar;
+class QPushButton;
+class QTableWidget;
+class RunningApplicationQuery;
+class SVListView;
+
+// What the application delegate talks to; the program passes the real
+// services, tests pass sandboxes and stand-ins.
+struct AppServices {
+    HelperOperations& helper;
+    DefaultsDomainRunner& defaults;
+    DomainMatcher& matcher;
+    RunningApplicationQuery& running;
+};
+
+// The controller of Sorvane's main window: it starts the application, holds
+// the one target application, reacts to every road to choosing it, and runs
+// the searches, cleanings, checks and sheets through the UI-free workflows.
+class AppDelegate : public QObject,
+                    public FTPathControlDelegate,
+                    public AppIconImageViewDelegate,
+                    public SVListViewDelegate {
+    Q_OBJECT
+
+public:
+    explicit AppDelegate(const AppServices& services, QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    static AppDelegate* applicationDelegate();
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate() {}
+    QString applicationVersion() const;
+
+    // Actions.
+    void showMainWindow();
+    void openBrisvaleWebsite();
+    void showHelpInBrowser();
+    void openPreferencePackager();
+    void deployKolvane();
+    void browseForApp();
+    void showUpdatemanager();
+    void cleanAppPreferences();
+    void cleanOSComponentPreferences();
+    void checkUserPrefs();
+    void checkSystemPrefs();
+    void deleteSelectedPlutilFiles();
+    void toggleSelectedPlutilFiles();
+    void opComplete_closeSheet();
+    void opComplete_Reboot();
+    void progressSheet_cancel();
+
+    // The target.
+    void setApplicationUrl(const QUrl& url);
+    void updateAppIcon();
+    bool readAppUrlFromPasteboard(const QMimeData* pasteboard);
+
+    // Search (the lists are views of the result arrays).
+    void doSearchesForApp();
+    void updateAppSearchResultsDisplay();
+    const SVDefaultsDomain* appDefaultsDomainWithDomain(const QString& domain) const;
+
+    // Cleaning.
+    DeletionCounter cleanDefaultsDomains(const QList<SVDefaultsDomain>& domains);
+    void reloadComponentsTable();
+    // Rebuilds the rows with the given ticks (by row; missing ones unticked).
+    void reloadComponentsTable(const QList<bool>& ticks);
+    void sortComponents(int column, Qt::SortOrder order);
+
+    // Property-list check.
+    void checkPlistsAtPath(const QString& folder);
+    void plutilFinishedScanningFileCount(quint32 count);
+    void reloadFailuresTable();
+
+    // Sheets.
+    void showProgressSheetWithMessage(const QString& message);
+    void closeProgressSheet();
+    void displayResultsSheetWithCounter(const DeletionCounter& counter, bool suggestReboot);
+    void displayResultsSheetWithMessage(const QString& message, const QString& info,
+                                        bool suggestReboot);
+
+    // Delegate answers.
+    void appIconViewLoadedIconFromUrl(AppIconImageView* view, const QImage& icon,
+                                      const QUrl& url) override;
+    bool shouldListViewDeleteListItem(SVListView* listView, SVListItemView* item) override;
+    void pathControlWillDisplayOpenPanel(FTPathControl* pathControl, QFileDialog* panel) override;
+    void pathControlWillDisplaySavePanel(FTPathControl* pathControl, QFileDialog* panel) override;
+    bool pathControlInitialValueWasSet(FTPathControl* pathControl, const QUrl& url) override;
+    bool pathControlAcceptDrop(FTPathControl* pathControl, const QMimeData* data) override;
+    void pathControlClicked(FTPathControl* pathControl) override;
+    void pathControlDoubleClicked(FTPathControl* pathControl) override;
+    static bool pathControlCanSelectItem(const QUrl& item);
+
+    // Fields.
+    QUrl appUrl;
+    ApplicationSearchResults results;
+    QList<SVOSComponent> osComponents;
+    QList<PlutilError> plutilErrors;
+    std::atomic<bool> actionCancelled = false;
+    std::atomic<bool> waitingForPlutil = false;
+    bool doSingleClick() const { return doSingleClick_; }
+
+    // Outlets.
+    MainWindow* window = nullptr;
+    FTPathControl* app_pathControl = nullptr;
+    QLabel* app_nameLabel = nullptr;
+    QLabel* app_BundleIdentifierLabel = nullptr;
+    AppIconImageView* app_iconView = nullptr;
+    SVListView* appDefaultsDomainsListView = nullptr;
+    SVListView* appAdditionalPrefsFilesListView = nullptr;
+    SVListView* appCachesListView = nullptr;
+    QTableWidget* osComponentsTable = nullptr;
+    QTableWidget* plutilFailuresTable = nullptr;
+    QDialog* progressSheet = nullptr;
+    QLabel* progressLabel = nullptr;
+    QProgressBar* progressBar = nullptr;
+    QDialog* opCompleteSheet = nullptr;
+    QLabel* opCompleteMessageLabel = nullptr;
+    QLabel* opCompleteInfoLabel = nullptr;
+    QLabel* opCompleteRebootLabel = nullptr;
+    QPushButton* opCompleteRebootButton = nullptr;
+
+private:
+    Cleaning makeCleaning();
+    void connectOutlets();
+    void connectActions();
+    QList<const SVOSComponent*> tickedComponents() const;
+    static QString columnIdentifier(const QTableWidget* table, int column);
+    static void configureApplicationPanel(QFileDialog* panel);
+
+    // The workflows' alerts go through ShowAlert, so that they reach the
+    // GUI thread and whichever presenter is installed.
+    class ShowAlertPresenter : public AlertPresenter {
+    public:
+        void showAlert(const QString& message, const QString& informative) override;
+    };
+
+    AppServices services_;
+    ShowAlertPresenter alerts_;
+    std::unique_ptr<MainWindow> mainWindow_;
+    bool doSingleClick_ = false;
+};

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QMainWindow>
+
+class AppIconImageView;
+class FTPathControl;
+class QAction;
+class QDialog;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QTabWidget;
+class QTableWidget;
+class SVListView;
+
+// Sorvane's main window and its two sheets, built once: the application tab
+// (path control, icon, name and identifier, the three result lists), the
+// system components tab, the property-list check tab, the menu, the progress
+// sheet and the result sheet. It holds widgets only; AppDelegate drives them.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+
+    QTabWidget* tabs = nullptr;
+    FTPathControl* pathControl = nullptr;
+    QLabel* nameLabel = nullptr;
+    QLabel* bundleIdentifierLabel = nullptr;
+    AppIconImageView* iconView = nullptr;
+    SVListView* domainsList = nullptr;
+    SVListView* preferenceFilesList = nullptr;
+    SVListView* cachesList = nullptr;
+    QPushButton* chooseAppButton = nullptr;
+    QPushButton* cleanAppButton = nullptr;
+    QTableWidget* componentsTable = nullptr;
+    QPushButton* cleanComponentsButton = nullptr;
+    QTableWidget* failuresTable = nullptr;
+    QPushButton* checkUserButton = nullptr;
+    QPushButton* checkSystemButton = nullptr;
+    QPushButton* toggleFailuresButton = nullptr;
+    QPushButton* deleteFailuresButton = nullptr;
+
+    QDialog* progressSheet = nullptr;
+    QLabel* progressLabel = nullptr;
+    QProgressBar* progressBar = nullptr;
+    QPushButton* progressCancelButton = nullptr;
+
+    QDialog* opCompleteSheet = nullptr;
+    QLabel* opCompleteMessageLabel = nullptr;
+    QLabel* opCompleteInfoLabel = nullptr;
+    QLabel* opCompleteRebootLabel = nullptr;
+    QPushButton* opCompleteRebootButton = nullptr;
+    QPushButton* opCompleteCloseButton = nullptr;
+
+    QAction* browseAction = nullptr;
+    QAction* pasteAction = nullptr;
+    QAction* packagerAction = nullptr;
+    QAction* deployAction = nullptr;
+    QAction* cleanAppAction = nullptr;
+    QAction* cleanComponentsAction = nullptr;
+    QAction* checkUserAction = nullptr;
+    QAction* checkSystemAction = nullptr;
+    QAction* showMainWindowAction = nullptr;
+    QAction* helpAction = nullptr;
+    QAction* websiteAction = nullptr;
+    QAction* updatesAction = nullptr;
+    QAction* quitAction = nullptr;
+
+private:
+    QWidget* buildApplicationTab();
+    QWidget* buildComponentsTab();
+    QWidget* buildCheckTab();
+    void buildMenus();
+    void buildProgressSheet();
+    void buildResultSheet();
+};

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "search/sv_defaults_domain.h"
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+class DomainMatcher;
+
+// What the search found for the target application: the lists the cleaning
+// acts on. Each search replaces them as a whole; striking an entry off
+// changes them in place.
+struct ApplicationSearchResults {
+    QString appBundleIdentifier;
+    QList<SVDefaultsDomain> appDomainResults;
+    QList<QUrl> appAdditionalPreferenceFiles;
+    QList<QUrl> appCacheFiles;
+
+    // The first domain entry with exactly this name, or nullptr.
+    const SVDefaultsDomain* appDefaultsDomainWithDomain(const QString& domain) const;
+    // Removes the first domain entry with this name.
+    void strikeOffDomain(const QString& domain);
+    // Removes every entry for this path (a path listed twice goes twice).
+    static void strikeOffFile(QList<QUrl>& files, const QString& path);
+};
+
+// Collects everything a cleaning would delete for one application bundle: its
+// defaults domains, its preference files and its caches, from the domain
+// lists, the file search and the known-applications catalogue, in that order.
+// Nothing is sorted or de-duplicated.
+class ApplicationSearch {
+public:
+    enum class Outcome {
+        NotABundle,         // nothing changed
+        NoBundleIdentifier, // identifier cleared, the lists keep the previous results
+        Found,              // every list replaced
+    };
+
+    explicit ApplicationSearch(DomainMatcher& matcher);
+
+    Outcome doSearchesForApp(const QUrl& appUrl, ApplicationSearchResults& results) const;
+    // The application's name as the searches use it: the bundle's file name
+    // without its extension (not its display name).
+    static QString applicationName(const QUrl& appUrl);
+
+private:
+    void addCatalogueEntries(ApplicationSearchResults& results) const;
+
+    DomainMatcher& matcher_;
+};

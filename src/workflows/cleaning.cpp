@@ -1,0 +1,109 @@
+#include "workflows/cleaning.h"
+
+#include "catalogues/sv_os_component.h"
+#include "platform/file_remover.h"
+#include "util/logging.h"
+#include "workflows/alert_presenter.h"
+#include "workflows/application_search.h"
+#include "workflows/defaults_domain_runner.h"
+#include "workflows/domain_matcher.h"
+#include "workflows/helper_operations.h"
+#include "workflows/running_application_query.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// How a domain is named in the log.
+QString describe(const SVDefaultsDomain& domain) {
+    return u"<SVDefaultsDomain: domain = %1, authLevel = %2>"_s.arg(domain.domain())
+        .arg(domain.authLevel());
+}
+
+} // namespace
+
+Cleaning::Cleaning(const CleaningServices& services)
+    : services_(services) {}
+
+std::optional<DeletionCounter>
+Cleaning::cleanAppPreferences(const QUrl& appUrl, const ApplicationSearchResults& results) {
+    if (appUrl.isEmpty())
+        return std::nullopt;
+    const QString& identifier = results.appBundleIdentifier;
+    if (identifier.isNull()) {
+        services_.alerts.showAlert(u"The application could not be identified"_s,
+                                   u"Unable to identify any preference or cache files to delete"_s);
+        return std::nullopt;
+    }
+    if (services_.running.isRunning(identifier)) {
+        services_.alerts.showAlert(
+            u"Application Running"_s,
+            u"Please quit %1 before deleting its preferences. While the application is running, "
+            u"its "
+            u"preferences are stored in memory and deleting them will not have the desired effect."_s
+                .arg(ApplicationSearch::applicationName(appUrl)));
+        // Asked again on purpose: quitting the application while the alert
+        // is open and then pressing OK is enough to go on.
+        if (services_.running.isRunning(identifier))
+            return std::nullopt;
+    }
+    DeletionCounter counter = cleanDefaultsDomains(results.appDomainResults);
+    counter += deleteFiles(results.appAdditionalPreferenceFiles);
+    counter += deleteFiles(results.appCacheFiles);
+    return counter;
+}
+
+DeletionCounter Cleaning::cleanDefaultsDomains(const QList<SVDefaultsDomain>& domains) {
+    DeletionCounter counter;
+    for (const SVDefaultsDomain& domain : domains) {
+        const bool deleted = domain.authLevel() != 0
+                                 ? services_.helper.deleteDefaultsDomain(domain.domain())
+                                 : services_.defaults.deleteDefaultDomain(domain.domain());
+        if (deleted) {
+            ++counter.deleted;
+        } else {
+            sv::log(u"Error deleting defaults domain: %1"_s.arg(describe(domain)));
+            ++counter.errors;
+        }
+    }
+    return counter;
+}
+
+DeletionCounter Cleaning::deleteFiles(const QList<QUrl>& files) {
+    DeletionCounter counter;
+    for (const QUrl& file : files)
+        deleteFile(file, counter);
+    return counter;
+}
+
+bool Cleaning::deleteFile(const QUrl& file, DeletionCounter& counter) {
+    if (FileRemover::removeItem(file.toLocalFile())) {
+        ++counter.deleted;
+        return true;
+    }
+    // Deliberately reversed: after a failed direct removal, the helper's
+    // "true" counts as an error and its "false" as a deletion.
+    if (services_.helper.deleteFileAtUrl(file)) {
+        sv::log(u"Unable to delete file: %1"_s.arg(file.toLocalFile()));
+        ++counter.errors;
+        return false;
+    }
+    ++counter.deleted;
+    return true;
+}
+
+QList<SVDefaultsDomain> Cleaning::domainsOfComponent(const SVOSComponent& component) {
+    QList<SVDefaultsDomain> domains;
+    for (const QString& name : component.domainsToClean())
+        domains.append(services_.matcher.matchesForDomain(name));
+    return domains;
+}
+
+DeletionCounter Cleaning::cleanOSComponents(const QList<const SVOSComponent*>& components) {
+    DeletionCounter counter;
+    for (const SVOSComponent* component : components) {
+        counter += cleanDefaultsDomains(domainsOfComponent(*component));
+        counter += deleteFiles(component->filesToDelete());
+    }
+    return counter;
+}
