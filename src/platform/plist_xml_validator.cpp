@@ -111,12 +111,17 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
 
 bool PlistXmlValidator::skipDoctype() {
     int brackets = 0;
+    char quote = 0;
     for (const char* p = m_pos; p < m_end; ++p) {
-        if (*p == '[')
+        if (quote) {
+            quote = *p == quote ? 0 : quote;
+        } else if (*p == '"' || *p == '\'') {
+            quote = *p;
+        } else if (*p == '[') {
             ++brackets;
-        else if (*p == ']')
+        } else if (*p == ']') {
             --brackets;
-        else if (*p == '>' && brackets <= 0) {
+        } else if (*p == '>' && brackets <= 0) {
             m_pos = p + 1;
             return true;
         }
@@ -396,7 +401,8 @@ bool PlistXmlValidator::checkInteger(const std::string& raw) {
     }
     if (negative && value > quint64(INT64_MAX) + 1)
         return fail(u"<integer> value \"%1\" is out of range"_s.arg(shown));
-    m_unsigned.append(!negative && value > quint64(INT64_MAX));
+    m_integers.append(negative ? PlistValue::fromInteger(qint64(0 - value))
+                               : PlistValue::fromUnsigned(value));
     return true;
 }
 
