@@ -98,7 +98,7 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
             if (!skipPast("-->", u"Unterminated comment"_s))
                 return false;
         } else if (startsWith("<?")) {
-            if (!skipPast("?>", u"Unterminated processing instruction"_s))
+            if (!skipProcessingInstruction())
                 return false;
         } else if (prolog && startsWith("<!DOCTYPE")) {
             if (!skipDoctype())
@@ -107,6 +107,24 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
             return true;
         }
     }
+}
+
+// Quoted values (as in the XML declaration) must close, and hold no '>'.
+bool PlistXmlValidator::skipProcessingInstruction() {
+    char quote = 0;
+    for (const char* p = m_pos + 2; p < m_end; ++p) {
+        if (quote) {
+            if (*p == '>')
+                break;
+            quote = *p == quote ? 0 : quote;
+        } else if (*p == '"' || *p == '\'') {
+            quote = *p;
+        } else if (*p == '?' && p + 1 < m_end && p[1] == '>') {
+            m_pos = p + 2;
+            return true;
+        }
+    }
+    return fail(u"Malformed processing instruction"_s);
 }
 
 bool PlistXmlValidator::skipDoctype() {

@@ -47,6 +47,7 @@ private:
     void skipSpace();
     // White space, comments and, in the prolog, processing instructions and a DOCTYPE.
     bool skipMisc(bool prolog);
+    bool skipProcessingInstruction();
     bool skipDoctype();
     bool readOpenTag(Element* element);
     // Attributes (accepted, not interpreted) and the end of the tag.

@@ -94,6 +94,9 @@ INSTANTIATE_TEST_SUITE_P(
         CheckCase{"unterminatedDoctypeLiteral",
                   "<!DOCTYPE plist PUBLIC \"-//x//EN\" junk\"><plist><true/></plist>", false,
                   "DOCTYPE"},
+        CheckCase{"unterminatedDeclarationLiteral",
+                  "<?xml version=\"1.0\" encoding=\"UTF-8?>\n<plist><true/></plist>", false,
+                  "processing instruction"},
         CheckCase{"selfClosingKey", xmlPlist("<dict><key/><true/></dict>"), false, "key"},
         CheckCase{"junkInTag",
                   xmlPlist("<array\xfb\xfb"
