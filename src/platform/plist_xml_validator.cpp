@@ -69,8 +69,13 @@ bool PlistXmlValidator::fail(const QString& what) {
 }
 
 bool PlistXmlValidator::startsWith(const char* text) const {
-    const size_t length = std::strlen(text);
-    return size_t(m_end - m_pos) >= length && std::memcmp(m_pos, text, length) == 0;
+    // A plain loop: the prefixes are a few bytes, and this runs at every tag.
+    const char* at = m_pos;
+    for (; *text; ++text, ++at) {
+        if (at >= m_end || *at != *text)
+            return false;
+    }
+    return true;
 }
 
 bool PlistXmlValidator::skipPast(const char* terminator, const QString& what) {
@@ -163,26 +168,28 @@ bool PlistXmlValidator::readOpenTag(Element* element) {
 }
 
 bool PlistXmlValidator::readTagRest(Element* element) {
-    const QString malformed = u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name));
+    const auto malformed = [this, element] {
+        return fail(u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name)));
+    };
     while (true) {
         const char* before = m_pos;
         skipSpace();
         if (m_pos >= m_end)
-            return fail(malformed);
+            return malformed();
         if (*m_pos == '/' || *m_pos == '>')
             break;
         // Attributes are accepted (and ignored) only in proper name="value" form.
         if (m_pos == before || !isNameChar(*m_pos))
-            return fail(malformed);
+            return malformed();
         while (m_pos < m_end && isNameChar(*m_pos))
             ++m_pos;
         skipSpace();
         if (m_pos >= m_end || *m_pos != '=')
-            return fail(malformed);
+            return malformed();
         ++m_pos;
         skipSpace();
         if (m_pos >= m_end || (*m_pos != '"' && *m_pos != '\''))
-            return fail(malformed);
+            return malformed();
         const char quote = *m_pos++;
         while (m_pos < m_end && *m_pos != quote && *m_pos != '<')
             ++m_pos;
@@ -194,7 +201,7 @@ bool PlistXmlValidator::readTagRest(Element* element) {
     if (element->empty)
         ++m_pos;
     if (m_pos >= m_end || *m_pos != '>')
-        return fail(malformed);
+        return malformed();
     ++m_pos;
     return true;
 }
@@ -303,14 +310,18 @@ bool PlistXmlValidator::readText(const Element& element, std::string* text) {
             if (!readEntity(text))
                 return false;
         } else if (c != '<') {
-            text->push_back(c);
-            ++m_pos;
+            const char* start = m_pos;
+            while (m_pos < m_end && *m_pos != '<' && *m_pos != '&')
+                ++m_pos;
+            if (text)
+                text->append(start, size_t(m_pos - start));
         } else if (startsWith("<![CDATA[")) {
             m_pos += 9;
             const char* start = m_pos;
             if (!skipPast("]]>", u"Unterminated CDATA section"_s))
                 return false;
-            text->append(start, size_t(m_pos - 3 - start));
+            if (text)
+                text->append(start, size_t(m_pos - 3 - start));
         } else if (startsWith("<!--")) {
             m_pos += 4;
             if (!skipPast("-->", u"Unterminated comment"_s))
@@ -334,7 +345,8 @@ bool PlistXmlValidator::readEntity(std::string* text) {
         {"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}};
     for (const auto& [entity, character] : named) {
         if (name == entity) {
-            text->push_back(character);
+            if (text)
+                text->push_back(character);
             m_pos = semicolon + 1;
             return true;
         }
@@ -347,7 +359,8 @@ bool PlistXmlValidator::readEntity(std::string* text) {
         if (!digits.empty() && *stop == '\0' && code > 0 && code <= 0x10FFFF &&
             std::isxdigit(uchar(digits[0]))) {
             const char32_t ucs4 = char32_t(code);
-            text->append(QString::fromUcs4(&ucs4, 1).toStdString());
+            if (text)
+                text->append(QString::fromUcs4(&ucs4, 1).toStdString());
             m_pos = semicolon + 1;
             return true;
         }
@@ -362,8 +375,10 @@ bool PlistXmlValidator::validateScalar(const Element& element) {
             return true;
         return fail(u"Empty <%1> element"_s.arg(QLatin1StringView(element.name)));
     }
+    // Strings and keys are checked, not kept: only numbers, dates and data are read.
+    const bool keep = element.tag != Tag::String && element.tag != Tag::Key;
     std::string text;
-    if (!readText(element, &text))
+    if (!readText(element, keep ? &text : nullptr))
         return false;
     switch (element.tag) {
     case Tag::Integer:
