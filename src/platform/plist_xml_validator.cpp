@@ -114,20 +114,23 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
     }
 }
 
-// Quoted values (as in the XML declaration) must close, and hold no '>'.
+// Quoted values (as in the XML declaration) must close.
 bool PlistXmlValidator::skipProcessingInstruction() {
     char quote = 0;
+    // A target name must follow "<?", and no other '<' or '>' may stand inside.
+    if (m_pos + 2 >= m_end || !isNameChar(m_pos[2]))
+        return fail(u"Malformed processing instruction"_s);
     for (const char* p = m_pos + 2; p < m_end; ++p) {
-        if (quote) {
-            if (*p == '>')
-                break;
-            quote = *p == quote ? 0 : quote;
-        } else if (*p == '"' || *p == '\'') {
-            quote = *p;
-        } else if (*p == '?' && p + 1 < m_end && p[1] == '>') {
+        if (*p == '?' && !quote && p + 1 < m_end && p[1] == '>') {
             m_pos = p + 2;
             return true;
         }
+        if (*p == '<' || *p == '>')
+            break;
+        if (quote)
+            quote = *p == quote ? 0 : quote;
+        else if (*p == '"' || *p == '\'')
+            quote = *p;
     }
     return fail(u"Malformed processing instruction"_s);
 }

@@ -97,6 +97,8 @@ INSTANTIATE_TEST_SUITE_P(
         CheckCase{"unterminatedDeclarationLiteral",
                   "<?xml version=\"1.0\" encoding=\"UTF-8?>\n<plist><true/></plist>", false,
                   "processing instruction"},
+        CheckCase{"instructionWithoutTarget", "<?>?><plist><true/></plist>", false,
+                  "processing instruction"},
         CheckCase{"selfClosingKey", xmlPlist("<dict><key/><true/></dict>"), false, "key"},
         CheckCase{"junkInTag",
                   xmlPlist("<array\xfb\xfb"
