@@ -22,8 +22,8 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
 class NodeConverter {
 public:
-    NodeConverter(const QList<bool>& unsignedIntegers, const QList<double>& dates)
-        : m_unsigned(unsignedIntegers)
+    NodeConverter(const QList<PlistValue>& integers, const QList<double>& dates)
+        : m_integers(integers)
         , m_dates(dates) {}
 
     PlistValue convert(plist_t node) {
@@ -82,9 +82,10 @@ private:
     PlistValue convertInteger(plist_t node) {
         uint64_t bits = 0;
         plist_get_uint_val(node, &bits);
-        const bool isUnsigned = m_next < m_unsigned.size() && m_unsigned.at(m_next);
-        ++m_next;
-        return isUnsigned ? PlistValue::fromUnsigned(bits) : PlistValue::fromInteger(qint64(bits));
+        // The validator's own reading of each integer, in document order.
+        if (m_next < m_integers.size())
+            return m_integers.at(m_next++);
+        return PlistValue::fromInteger(qint64(bits));
     }
 
     PlistValue convertDictionary(plist_t node) {
@@ -109,7 +110,7 @@ private:
         return dictionary;
     }
 
-    const QList<bool>& m_unsigned;
+    const QList<PlistValue>& m_integers;
     const QList<double>& m_dates;
     qsizetype m_next = 0;
     qsizetype m_nextDate = 0;
@@ -144,5 +145,5 @@ PlistValue PlistXmlFormat::read(const QByteArray& data, QString* error) {
     const PlistPtr root = parseWithLibplist(data, error);
     if (!root)
         return {};
-    return NodeConverter(validator.unsignedIntegers(), validator.dates()).convert(root.get());
+    return NodeConverter(validator.integers(), validator.dates()).convert(root.get());
 }

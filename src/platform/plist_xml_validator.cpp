@@ -69,8 +69,13 @@ bool PlistXmlValidator::fail(const QString& what) {
 }
 
 bool PlistXmlValidator::startsWith(const char* text) const {
-    const size_t length = std::strlen(text);
-    return size_t(m_end - m_pos) >= length && std::memcmp(m_pos, text, length) == 0;
+    // A plain loop: the prefixes are a few bytes, and this runs at every tag.
+    const char* at = m_pos;
+    for (; *text; ++text, ++at) {
+        if (at >= m_end || *at != *text)
+            return false;
+    }
+    return true;
 }
 
 bool PlistXmlValidator::skipPast(const char* terminator, const QString& what) {
@@ -98,7 +103,7 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
             if (!skipPast("-->", u"Unterminated comment"_s))
                 return false;
         } else if (startsWith("<?")) {
-            if (!skipPast("?>", u"Unterminated processing instruction"_s))
+            if (!skipProcessingInstruction())
                 return false;
         } else if (prolog && startsWith("<!DOCTYPE")) {
             if (!skipDoctype())
@@ -109,14 +114,40 @@ bool PlistXmlValidator::skipMisc(bool prolog) {
     }
 }
 
+// Quoted values (as in the XML declaration) must close.
+bool PlistXmlValidator::skipProcessingInstruction() {
+    char quote = 0;
+    // A target name must follow "<?", and no other '<' or '>' may stand inside.
+    if (m_pos + 2 >= m_end || !isNameChar(m_pos[2]))
+        return fail(u"Malformed processing instruction"_s);
+    for (const char* p = m_pos + 2; p < m_end; ++p) {
+        if (*p == '?' && !quote && p + 1 < m_end && p[1] == '>') {
+            m_pos = p + 2;
+            return true;
+        }
+        if (*p == '<' || *p == '>')
+            break;
+        if (quote)
+            quote = *p == quote ? 0 : quote;
+        else if (*p == '"' || *p == '\'')
+            quote = *p;
+    }
+    return fail(u"Malformed processing instruction"_s);
+}
+
 bool PlistXmlValidator::skipDoctype() {
     int brackets = 0;
+    char quote = 0;
     for (const char* p = m_pos; p < m_end; ++p) {
-        if (*p == '[')
+        if (quote) {
+            quote = *p == quote ? 0 : quote;
+        } else if (*p == '"' || *p == '\'') {
+            quote = *p;
+        } else if (*p == '[') {
             ++brackets;
-        else if (*p == ']')
+        } else if (*p == ']') {
             --brackets;
-        else if (*p == '>' && brackets <= 0) {
+        } else if (*p == '>' && brackets <= 0) {
             m_pos = p + 1;
             return true;
         }
@@ -140,26 +171,28 @@ bool PlistXmlValidator::readOpenTag(Element* element) {
 }
 
 bool PlistXmlValidator::readTagRest(Element* element) {
-    const QString malformed = u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name));
+    const auto malformed = [this, element] {
+        return fail(u"Malformed tag <%1>"_s.arg(QLatin1StringView(element->name)));
+    };
     while (true) {
         const char* before = m_pos;
         skipSpace();
         if (m_pos >= m_end)
-            return fail(malformed);
+            return malformed();
         if (*m_pos == '/' || *m_pos == '>')
             break;
         // Attributes are accepted (and ignored) only in proper name="value" form.
         if (m_pos == before || !isNameChar(*m_pos))
-            return fail(malformed);
+            return malformed();
         while (m_pos < m_end && isNameChar(*m_pos))
             ++m_pos;
         skipSpace();
         if (m_pos >= m_end || *m_pos != '=')
-            return fail(malformed);
+            return malformed();
         ++m_pos;
         skipSpace();
         if (m_pos >= m_end || (*m_pos != '"' && *m_pos != '\''))
-            return fail(malformed);
+            return malformed();
         const char quote = *m_pos++;
         while (m_pos < m_end && *m_pos != quote && *m_pos != '<')
             ++m_pos;
@@ -171,7 +204,7 @@ bool PlistXmlValidator::readTagRest(Element* element) {
     if (element->empty)
         ++m_pos;
     if (m_pos >= m_end || *m_pos != '>')
-        return fail(malformed);
+        return malformed();
     ++m_pos;
     return true;
 }
@@ -280,14 +313,18 @@ bool PlistXmlValidator::readText(const Element& element, std::string* text) {
             if (!readEntity(text))
                 return false;
         } else if (c != '<') {
-            text->push_back(c);
-            ++m_pos;
+            const char* start = m_pos;
+            while (m_pos < m_end && *m_pos != '<' && *m_pos != '&')
+                ++m_pos;
+            if (text)
+                text->append(start, size_t(m_pos - start));
         } else if (startsWith("<![CDATA[")) {
             m_pos += 9;
             const char* start = m_pos;
             if (!skipPast("]]>", u"Unterminated CDATA section"_s))
                 return false;
-            text->append(start, size_t(m_pos - 3 - start));
+            if (text)
+                text->append(start, size_t(m_pos - 3 - start));
         } else if (startsWith("<!--")) {
             m_pos += 4;
             if (!skipPast("-->", u"Unterminated comment"_s))
@@ -311,7 +348,8 @@ bool PlistXmlValidator::readEntity(std::string* text) {
         {"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}};
     for (const auto& [entity, character] : named) {
         if (name == entity) {
-            text->push_back(character);
+            if (text)
+                text->push_back(character);
             m_pos = semicolon + 1;
             return true;
         }
@@ -324,7 +362,8 @@ bool PlistXmlValidator::readEntity(std::string* text) {
         if (!digits.empty() && *stop == '\0' && code > 0 && code <= 0x10FFFF &&
             std::isxdigit(uchar(digits[0]))) {
             const char32_t ucs4 = char32_t(code);
-            text->append(QString::fromUcs4(&ucs4, 1).toStdString());
+            if (text)
+                text->append(QString::fromUcs4(&ucs4, 1).toStdString());
             m_pos = semicolon + 1;
             return true;
         }
@@ -339,8 +378,10 @@ bool PlistXmlValidator::validateScalar(const Element& element) {
             return true;
         return fail(u"Empty <%1> element"_s.arg(QLatin1StringView(element.name)));
     }
+    // Strings and keys are checked, not kept: only numbers, dates and data are read.
+    const bool keep = element.tag != Tag::String && element.tag != Tag::Key;
     std::string text;
-    if (!readText(element, &text))
+    if (!readText(element, keep ? &text : nullptr))
         return false;
     switch (element.tag) {
     case Tag::Integer:
@@ -396,7 +437,8 @@ bool PlistXmlValidator::checkInteger(const std::string& raw) {
     }
     if (negative && value > quint64(INT64_MAX) + 1)
         return fail(u"<integer> value \"%1\" is out of range"_s.arg(shown));
-    m_unsigned.append(!negative && value > quint64(INT64_MAX));
+    m_integers.append(negative ? PlistValue::fromInteger(qint64(0 - value))
+                               : PlistValue::fromUnsigned(value));
     return true;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/plist_value.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -11,8 +13,9 @@
 // it: one scan that accepts exactly the well-formed documents (known tags in
 // their places, numbers, dates and base64 that read in full, entities,
 // comments, CDATA, nesting up to maxDepth) and names the first fault with its
-// line. It also records what libplist 2.2 cannot report: which integers lie
-// above the signed 64-bit range, and every date at full range.
+// line. It also keeps what libplist 2.2 gets wrong or cannot report: every
+// integer (libplist reads a leading 0 as octal and cannot tell values above
+// the signed 64-bit range from negative ones) and every date at full range.
 class PlistXmlValidator {
 public:
     static constexpr int maxDepth = 512;
@@ -21,8 +24,8 @@ public:
 
     PlistXmlValidator(const char* begin, const char* end);
     bool validate(QString* error);
-    // For each <integer> in document order: does it lie above the signed range?
-    const QList<bool>& unsignedIntegers() const { return m_unsigned; }
+    // Each <integer> in document order, read as decimal (or 0x hexadecimal).
+    const QList<PlistValue>& integers() const { return m_integers; }
     // Each <date> in document order, in seconds since 2001: libplist 2.2 keeps
     // only 32-bit seconds, which cannot reach dates before 1933.
     const QList<double>& dates() const { return m_dates; }
@@ -44,6 +47,7 @@ private:
     void skipSpace();
     // White space, comments and, in the prolog, processing instructions and a DOCTYPE.
     bool skipMisc(bool prolog);
+    bool skipProcessingInstruction();
     bool skipDoctype();
     bool readOpenTag(Element* element);
     // Attributes (accepted, not interpreted) and the end of the tag.
@@ -69,6 +73,6 @@ private:
     const char* m_pos;
     const char* m_end;
     QString m_error;
-    QList<bool> m_unsigned;
+    QList<PlistValue> m_integers;
     QList<double> m_dates;
 };

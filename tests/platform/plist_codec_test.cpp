@@ -132,16 +132,18 @@ INSTANTIATE_TEST_SUITE_P(
                     TextCase{"nonStringKey", "{ (a) = b; }", false}),
     [](const testing::TestParamInfo<TextCase>& param) { return std::string(param.param.name); });
 
-TEST(PlistCodec, XmlIntegersKeepTheirSign) {
+TEST(PlistCodec, XmlIntegersKeepTheirSignAndBase) {
     QString error;
     const PlistValue value = PlistCodec::read(
         "<plist><array><integer>-5</integer><integer>18446744073709551615</integer>"
-        "<integer>0x10</integer></array></plist>",
+        "<integer>0x10</integer><integer>010</integer></array></plist>",
         &error);
     ASSERT_TRUE(value.isArray()) << qPrintable(error);
     EXPECT_EQ(value.at(0), PlistValue::fromInteger(-5));
     EXPECT_EQ(value.at(1), PlistValue::fromUnsigned(UINT64_MAX));
     EXPECT_EQ(value.at(2), PlistValue::fromInteger(16));
+    // A leading zero is not octal (libplist alone would read 8).
+    EXPECT_EQ(value.at(3), PlistValue::fromInteger(10));
 }
 
 // python3's plistlib is an independent reader and writer of both formats.
