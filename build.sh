@@ -2,6 +2,8 @@
 # Sets up, builds, tests and runs Sorvane on Debian 12.
 #   ./build.sh test   install what is missing, build, run every test
 #   ./build.sh run    install what is missing, build, start Sorvane
+#   ./build.sh demo   build, then start Sorvane against a sandbox home, system
+#                     root and private bus with the helper (nothing installed)
 #   ./build.sh bench  build, then run the benchmarks under bench/
 # Every verb is idempotent and incremental.
 set -euo pipefail
@@ -91,6 +93,11 @@ run_app() {
     find "$BUILD/bin" "$BUILD/libexec" -maxdepth 2 -type f -executable 2>/dev/null | sort
 }
 
+run_demo() {
+    build
+    exec "$ROOT/scripts/demo.sh" "$BUILD" "$@"
+}
+
 run_bench() {
     install_packages "${BENCH_PACKAGES[@]}"
     build
@@ -103,6 +110,7 @@ run_bench() {
 case "${1:-}" in
     test) shift; run_tests "$@" ;;
     run) shift; run_app "$@" ;;
+    demo) shift; run_demo "$@" ;;
     bench) shift; run_bench "$@" ;;
-    *) echo "usage: $0 test|run|bench" >&2; exit 2 ;;
+    *) echo "usage: $0 test|run|demo|bench" >&2; exit 2 ;;
 esac

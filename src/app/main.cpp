@@ -1,5 +1,7 @@
 // Sorvane's desktop application: the main window over the real services.
 #include "app/app_delegate.h"
+#include "app/first_paint_probe.h"
+#include "app/main_window.h"
 #include "workflows/system_services.h"
 
 #include <QApplication>
@@ -15,6 +17,7 @@ int main(int argc, char** argv) {
     DefaultsToolMatcher matcher;
     ProcessRunningApplicationQuery running;
     AppDelegate delegate({helper, defaults, matcher, running});
+    FirstPaintProbe::watchIfRequested(delegate.window);
     delegate.applicationDidFinishLaunching();
     return application.exec();
 }

@@ -125,6 +125,8 @@ QWidget* MainWindow::buildComponentsTab() {
                                  {u"component"_s, u"Component"_s},
                                  {u"description"_s, u"Description"_s}});
     componentsTable->horizontalHeader()->setSectionsClickable(true);
+    componentsTable->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    componentsTable->horizontalHeader()->setSortIndicator(1, Qt::AscendingOrder);
     componentsTable->horizontalHeader()->setSortIndicatorShown(true);
     layout->addWidget(componentsTable, 1);
     auto* row = new QHBoxLayout;

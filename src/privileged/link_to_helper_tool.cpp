@@ -81,6 +81,9 @@ QStringList LinkToHelperTool::defaultInstallerCommand() {
     QStringList command{ToolLocations::helperTool(), u"--install"_s};
     if (!busAddress().isEmpty())
         command << u"--bus"_s << busAddress();
+    // A private bus (the demo, an admin's test bed) has its own install folder.
+    if (!qEnvironmentVariableIsEmpty("SORVANE_HELPER_PREFIX"))
+        command << u"--prefix"_s << qEnvironmentVariable("SORVANE_HELPER_PREFIX");
     if (geteuid() != 0)
         command.prepend(ToolLocations::pkexecTool());
     return command;
