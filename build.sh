@@ -26,7 +26,7 @@ PACKAGES=(
     clang libclang-rt-14-dev unzip zip
 )
 # Only the benchmarks compare against these peers.
-BENCH_PACKAGES=(gnustep-base-runtime hyperfine)
+BENCH_PACKAGES=(gnustep-base-runtime hyperfine xvfb)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
