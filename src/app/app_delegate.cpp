@@ -22,6 +22,7 @@
 #include <QHeaderView>
 #include <QIcon>
 #include <QLabel>
+#include <QLocale>
 #include <QMimeData>
 #include <QPushButton>
 #include <QTableWidget>
@@ -141,6 +142,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     SVKnownApp::loadKnownAppData();
     osComponents = SVOSComponent::loadData().value_or(QList<SVOSComponent>());
     reloadComponentsTable();
+    BVUpdater::sharedUpdater()->checkForUpdatesIfTheTimeHasComeWithDelegate(this);
     window->show();
 }
 
@@ -176,8 +178,21 @@ void AppDelegate::deployKolvane() {
 }
 
 void AppDelegate::showUpdatemanager() {
-    ShowAlert(u"Sorvane %1"_s.arg(applicationVersion()),
-              u"Sorvane is updated by your system's package manager."_s);
+    const BVUpdater* updater = BVUpdater::sharedUpdater();
+    const QDateTime last = updater->lastCheckDate();
+    ShowAlert(u"Sorvane Updates"_s,
+              updater->updateSource() +
+                  u"\n\nLast checked: %1"_s.arg(
+                      last.isValid() ? QLocale().toString(last.toLocalTime(), QLocale::LongFormat)
+                                     : u"never"_s));
+}
+
+bool AppDelegate::updaterCanProposeUpdate(BVUpdater*) {
+    return true;
+}
+
+void AppDelegate::updaterFeedError(BVUpdater*, const QString&) {
+    sv::log(u"Error checking for updates"_s);
 }
 
 void AppDelegate::configureApplicationPanel(QFileDialog* panel) {

@@ -6,6 +6,7 @@
 #include "controls/sv_list_view_delegate.h"
 #include "workflows/alert_presenter.h"
 #include "workflows/application_search.h"
+#include "workflows/bv_updater.h"
 #include "workflows/cleaning.h"
 #include "workflows/deletion_counter.h"
 #include "workflows/plutil_error.h"
@@ -49,7 +50,8 @@ struct AppServices {
 class AppDelegate : public QObject,
                     public FTPathControlDelegate,
                     public AppIconImageViewDelegate,
-                    public SVListViewDelegate {
+                    public SVListViewDelegate,
+                    public BVUpdaterDelegate {
     Q_OBJECT
 
 public:
@@ -120,6 +122,8 @@ public:
     void pathControlClicked(FTPathControl* pathControl) override;
     void pathControlDoubleClicked(FTPathControl* pathControl) override;
     static bool pathControlCanSelectItem(const QUrl& item);
+    bool updaterCanProposeUpdate(BVUpdater* updater) override;
+    void updaterFeedError(BVUpdater* updater, const QString& error) override;
 
     // Fields.
     QUrl appUrl;
