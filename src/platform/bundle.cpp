@@ -1,5 +1,8 @@
 #include "platform/bundle.h"
 
+#include "platform/plist_codec.h"
+#include "platform/plist_value.h"
+
 #include "util/path_utils.h"
 
 #include <QCoreApplication>
@@ -7,7 +10,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QXmlStreamReader>
 
 using namespace Qt::StringLiterals;
 
@@ -23,54 +25,38 @@ QString executableFolder() {
     return QFileInfo(QFileInfo(u"/proc/self/exe"_s).canonicalFilePath()).absolutePath();
 }
 
-// Reads one XML property-list value; the reader stands on its start element.
-QVariant readValue(QXmlStreamReader& reader);
-
-QVariantMap readDictionary(QXmlStreamReader& reader) {
-    QVariantMap dictionary;
-    QString key;
-    while (reader.readNextStartElement()) {
-        if (reader.name() == u"key") {
-            key = reader.readElementText();
-            continue;
-        }
-        const QVariant value = readValue(reader);
-        if (!key.isNull())
-            dictionary.insert(key, value);
-        key = QString();
+// Information dictionaries as QVariants: dictionaries, arrays and scalars.
+QVariant toVariant(const PlistValue& value) {
+    switch (value.type()) {
+    case PlistValue::Type::Dictionary: {
+        QVariantMap map;
+        for (qsizetype i = 0; i < value.count(); ++i)
+            map.insert(value.keys().at(i), toVariant(value.at(i)));
+        return map;
     }
-    return dictionary;
-}
-
-QVariantList readArray(QXmlStreamReader& reader) {
-    QVariantList array;
-    while (reader.readNextStartElement())
-        array.append(readValue(reader));
-    return array;
-}
-
-QVariant readValue(QXmlStreamReader& reader) {
-    const QStringView name = reader.name();
-    if (name == u"dict")
-        return readDictionary(reader);
-    if (name == u"array")
-        return readArray(reader);
-    if (name == u"true" || name == u"false") {
-        reader.skipCurrentElement();
-        return name == u"true";
+    case PlistValue::Type::Array: {
+        QVariantList list;
+        for (const PlistValue& item : value.items())
+            list.append(toVariant(item));
+        return list;
     }
-    const QString text = reader.readElementText(QXmlStreamReader::IncludeChildElements);
-    if (name == u"string")
-        return text;
-    if (name == u"integer")
-        return text.trimmed().toLongLong();
-    if (name == u"real")
-        return text.trimmed().toDouble();
-    if (name == u"date")
-        return QDateTime::fromString(text.trimmed(), Qt::ISODate);
-    if (name == u"data")
-        return QByteArray::fromBase64(text.toLatin1());
-    return QVariant();
+    case PlistValue::Type::String:
+        return value.toString();
+    case PlistValue::Type::Integer:
+        return value.toInteger();
+    case PlistValue::Type::UnsignedInteger:
+        return value.toUnsigned();
+    case PlistValue::Type::Real:
+        return value.toReal();
+    case PlistValue::Type::Boolean:
+        return value.toBool();
+    case PlistValue::Type::Date:
+        return value.toDateTime();
+    case PlistValue::Type::Data:
+        return value.toData();
+    default:
+        return {};
+    }
 }
 
 } // namespace
@@ -104,21 +90,18 @@ Bundle Bundle::mainBundle() {
     return Bundle(root, resources, info);
 }
 
-// The one place that decodes an information dictionary; it reads XML property
-// lists, which is what bundles made by hand and by most build tools carry.
+// The one place that decodes an information dictionary: binary, XML or
+// old-style text, through the property-list codec.
 QVariantMap Bundle::readInfoDictionary(const QString& path) {
+    constexpr qint64 kLargestInfo = 8 * 1024 * 1024;
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly) || file.size() > kLargestInfo)
         return {};
-    QXmlStreamReader reader(&file);
-    if (!reader.readNextStartElement() || reader.name() != u"plist")
+    QString error;
+    const PlistValue info = PlistCodec::read(file.readAll(), &error);
+    if (!info.isDictionary())
         return {};
-    if (!reader.readNextStartElement() || reader.name() != u"dict")
-        return {};
-    QVariantMap dictionary = readDictionary(reader);
-    if (reader.hasError())
-        return {};
-    return dictionary;
+    return toVariant(info).toMap();
 }
 
 QString Bundle::bundleIdentifier() const {

@@ -1,5 +1,7 @@
 #include "platform/bundle.h"
 #include "platform/file_icons.h"
+#include "platform/plist_codec.h"
+#include "platform/plist_value.h"
 
 #include "qt_printers.h"
 #include "sandbox.h"
@@ -51,6 +53,25 @@ TEST_F(BundleTest, ReadsEveryValueTypeOfAnXmlInfoDictionary) {
     EXPECT_EQ(types.at(1).toMap().value(u"k"_s), QVariant(u"v"_s));
     EXPECT_TRUE(info.contains(u"Empty"_s));
     EXPECT_EQ(info.size(), 9);
+}
+
+TEST_F(BundleTest, ReadsBinaryAndTextInfoDictionaries) {
+    PlistValue info = PlistValue::dictionary();
+    info.insert(u"CFBundleIdentifier"_s, PlistValue::fromString(u"com.example.binary"_s));
+    info.insert(u"CFBundleVersion"_s, PlistValue::fromString(u"3.1"_s));
+    const QString binary = sandbox.makeFile(sandbox.homePath(u"Binary.app/Contents/Info.plist"_s),
+                                            PlistCodec::write(info, PlistCodec::Format::Binary));
+    ASSERT_TRUE(binary.endsWith(u"Info.plist"_s));
+    const auto bundle =
+        Bundle::bundleWithUrl(QUrl::fromLocalFile(sandbox.homePath(u"Binary.app"_s)));
+    ASSERT_TRUE(bundle.has_value());
+    EXPECT_EQ(bundle->bundleIdentifier(), u"com.example.binary"_s);
+    EXPECT_EQ(bundle->version(), u"3.1"_s);
+
+    const QString text = sandbox.makeFile(sandbox.homePath(u"Text.plist"_s),
+                                          "{ CFBundleIdentifier = \"com.example.text\"; }");
+    EXPECT_EQ(Bundle::readInfoDictionary(text).value(u"CFBundleIdentifier"_s),
+              QVariant(u"com.example.text"_s));
 }
 
 TEST_F(BundleTest, UnreadableInfoDictionariesGiveNothing) {
