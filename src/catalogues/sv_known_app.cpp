@@ -79,17 +79,10 @@ void SVKnownApp::unloadKnownAppData() {
 }
 
 std::optional<SVKnownApp> SVKnownApp::initWithXml(const QDomNode& node) {
-    if (node.isNull()) {
-        sv::log(u"%1 called with nil XML element"_s.arg(kMethod));
+    const auto checked = XmlDocumentLoader::catalogueElement(node, u"app"_s, kMethod);
+    if (!checked)
         return std::nullopt;
-    }
-    // Comments and text have no element name: they log an empty one.
-    const QString name = node.isElement() ? node.toElement().tagName() : QString();
-    if (name != u"app"_s) {
-        sv::log(u"%1 called with incorrect XML element: %2"_s.arg(kMethod, name));
-        return std::nullopt;
-    }
-    const QDomElement element = node.toElement();
+    const QDomElement& element = *checked;
     SVKnownApp app;
     app.appId_ = element.attribute(u"id"_s);
     if (app.appId_.isEmpty())

@@ -54,17 +54,10 @@ std::optional<QList<SVOSComponent>> SVOSComponent::loadDataFromFile(const QStrin
 }
 
 std::optional<SVOSComponent> SVOSComponent::initWithXml(const QDomNode& node) {
-    if (node.isNull()) {
-        sv::log(u"%1 called with nil XML element"_s.arg(kMethod));
+    const auto checked = XmlDocumentLoader::catalogueElement(node, u"component"_s, kMethod);
+    if (!checked)
         return std::nullopt;
-    }
-    // Comments and text have no element name: they log an empty one.
-    const QString elementName = node.isElement() ? node.toElement().tagName() : QString();
-    if (elementName != u"component"_s) {
-        sv::log(u"%1 called with incorrect XML element: %2"_s.arg(kMethod, elementName));
-        return std::nullopt;
-    }
-    const QDomElement element = node.toElement();
+    const QDomElement& element = *checked;
     SVOSComponent component;
     component.name_ = element.attribute(u"name"_s);
     if (component.name_.isEmpty())

@@ -60,17 +60,10 @@ std::optional<QList<std::shared_ptr<SVPPItem>>> SVPPItem::loadDataFromFile(const
 }
 
 std::shared_ptr<SVPPItem> SVPPItem::initWithXml(const QDomNode& node) {
-    if (node.isNull()) {
-        sv::log(u"%1 called with nil XML element"_s.arg(kMethod));
+    const auto checked = XmlDocumentLoader::catalogueElement(node, u"component"_s, kMethod);
+    if (!checked)
         return nullptr;
-    }
-    // Comments and text have no element name: they log an empty one.
-    const QString elementName = node.isElement() ? node.toElement().tagName() : QString();
-    if (elementName != u"component"_s) {
-        sv::log(u"%1 called with incorrect XML element: %2"_s.arg(kMethod, elementName));
-        return nullptr;
-    }
-    const QDomElement element = node.toElement();
+    const QDomElement& element = *checked;
     const QString name = element.attribute(u"name"_s);
     if (name.isEmpty())
         return nullptr;

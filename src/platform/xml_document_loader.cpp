@@ -1,5 +1,7 @@
 #include "platform/xml_document_loader.h"
 
+#include "util/logging.h"
+
 #include <QFile>
 #include <QXmlStreamReader>
 
@@ -126,4 +128,19 @@ std::optional<QDomDocument> XmlDocumentLoader::loadFile(const QString& path, QSt
 std::optional<QDomDocument> XmlDocumentLoader::loadData(const QByteArray& data, QString* error) {
     QXmlStreamReader reader(data);
     return parse(reader, error);
+}
+
+std::optional<QDomElement> XmlDocumentLoader::catalogueElement(const QDomNode& node,
+                                                               const QString& tagName,
+                                                               const QString& method) {
+    if (node.isNull()) {
+        sv::log(u"%1 called with nil XML element"_s.arg(method));
+        return std::nullopt;
+    }
+    const QString name = node.isElement() ? node.toElement().tagName() : QString();
+    if (name != tagName) {
+        sv::log(u"%1 called with incorrect XML element: %2"_s.arg(method, name));
+        return std::nullopt;
+    }
+    return node.toElement();
 }

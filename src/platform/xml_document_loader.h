@@ -16,4 +16,9 @@ public:
     // The document, or nothing with a one-line reason in error.
     static std::optional<QDomDocument> loadFile(const QString& path, QString* error);
     static std::optional<QDomDocument> loadData(const QByteArray& data, QString* error);
+    // The node as a catalogue entry's element named tagName, or nothing after
+    // logging why ("<method> called with nil XML element", or "... with
+    // incorrect XML element: <name>"; comments and text log an empty name).
+    static std::optional<QDomElement> catalogueElement(const QDomNode& node, const QString& tagName,
+                                                       const QString& method);
 };
