@@ -65,13 +65,11 @@ protected:
     }
 
     QUrl makeBundle(const QString& name, const QString& identifier) {
-        const QString path = sandbox.path() + u"/Applications/"_s + name;
-        QByteArray info = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>";
+        QList<QPair<QString, QString>> info{{u"CFBundleName"_s, u"Display Name"_s}};
         if (!identifier.isNull())
-            info += "<key>CFBundleIdentifier</key><string>" + identifier.toUtf8() + "</string>";
-        info += "</dict></plist>";
-        sandbox.makeFile(path + u"/Contents/Info.plist"_s, info);
-        return QUrl::fromLocalFile(path);
+            info.append({u"CFBundleIdentifier"_s, identifier});
+        return QUrl::fromLocalFile(
+            testbundles::makeBundle(sandbox.path() + u"/Applications/"_s + name, info));
     }
 
     void expectSearchedFor(const QUrl& app) {

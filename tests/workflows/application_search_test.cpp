@@ -3,6 +3,7 @@
 #include "catalogues/sv_known_app.h"
 #include "fixed_domains.h"
 #include "sandbox.h"
+#include "test_bundles.h"
 
 #include <gtest/gtest.h>
 
@@ -30,13 +31,11 @@ protected:
     void TearDown() override { SVKnownApp::unloadKnownAppData(); }
 
     QUrl makeBundle(const QString& name, const QString& identifier) {
-        const QString bundle = sandbox.path() + u"/Applications/"_s + name;
-        QByteArray info = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>";
+        QList<QPair<QString, QString>> info{{u"CFBundleName"_s, u"Display Name"_s}};
         if (!identifier.isNull())
-            info += "<key>CFBundleIdentifier</key><string>" + identifier.toUtf8() + "</string>";
-        info += "<key>CFBundleName</key><string>Display Name</string></dict></plist>";
-        sandbox.makeFile(bundle + u"/Contents/Info.plist"_s, info);
-        return QUrl::fromLocalFile(bundle);
+            info.append({u"CFBundleIdentifier"_s, identifier});
+        return QUrl::fromLocalFile(
+            testbundles::makeBundle(sandbox.path() + u"/Applications/"_s + name, info));
     }
 
     Sandbox sandbox;
