@@ -148,13 +148,19 @@ bool removeChildren(int dirFd, const struct statx& dirInfo, int depth, Budget* b
     DIR* listing = ::fdopendir(::dup(dirFd));
     if (!listing)
         return fail(error, u"Cannot list a folder: %1"_s.arg(systemError()));
+    // One item that must stay (a mount point) does not keep the rest; the
+    // first reason is the one reported.
     bool ok = true;
     while (const dirent* entry = ::readdir(listing)) {
         if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
             continue;
-        if (!removeEntry(dirFd, dirInfo, entry->d_name, depth, budget, error)) {
+        QString reason;
+        if (!removeEntry(dirFd, dirInfo, entry->d_name, depth, budget, &reason)) {
+            if (ok && error)
+                *error = reason;
             ok = false;
-            break;
+            if (budget->entries > kMaxEntries)
+                break;
         }
     }
     ::closedir(listing);
