@@ -84,7 +84,8 @@ void BM_BusPing(benchmark::State& state) {
 void BM_Delete1000FilesThroughHelper(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();
-        const QStringList files = makeFiles(bus->systemRoot() + QStringLiteral("/Library/Caches/bench"));
+        const QStringList files =
+            makeFiles(bus->systemRoot() + QStringLiteral("/Library/Caches/bench"));
         state.ResumeTiming();
         for (const QString& file : files) {
             if (!helper->deleteFileAtUrl(QUrl::fromLocalFile(file)))

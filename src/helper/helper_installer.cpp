@@ -98,6 +98,41 @@ QByteArray polkitActions() {
         .toUtf8();
 }
 
+// The helper only ever writes inside Library folders (users' homes, root's
+// and the system's); everything else is read-only to it, and it needs neither
+// devices, network nor namespaces. A missing folder ("-") is not an error.
+QByteArray systemdUnit(const QString& program) {
+    return uR"([Unit]
+Description=Sorvane privileged helper
+
+[Service]
+Type=dbus
+BusName=%1
+ExecStart=%2
+User=root
+NoNewPrivileges=yes
+ProtectSystem=strict
+ReadWritePaths=-/home -/root/Library -/Library
+PrivateTmp=yes
+PrivateDevices=yes
+RestrictAddressFamilies=AF_UNIX
+RestrictSUIDSGID=yes
+RestrictNamespaces=yes
+RestrictRealtime=yes
+LockPersonality=yes
+ProtectKernelTunables=yes
+ProtectKernelModules=yes
+ProtectControlGroups=yes
+SystemCallArchitectures=native
+)"_s.arg(P::kLabel, program)
+        .toUtf8();
+}
+
+// Whether the machine runs systemd, the way systemd itself tells.
+bool systemdIsRunning() {
+    return QFileInfo(u"/run/systemd/system"_s).isDir();
+}
+
 } // namespace
 
 HelperInstaller::HelperInstaller(QString prefix, QString busAddress)
@@ -116,16 +151,24 @@ QString HelperInstaller::busPolicyFile() const {
     return prefix_ + u"/share/dbus-1/system.d/"_s + P::kLabel + u".conf"_s;
 }
 
+QString HelperInstaller::systemdUnitFile() const {
+    return prefix_ + u"/lib/systemd/system/sorvane-helper.service"_s;
+}
+
 QString HelperInstaller::polkitActionsFile() const {
     return prefix_ + u"/share/polkit-1/actions/"_s + P::kLabel + u".policy"_s;
 }
 
 HelperInstaller::Status HelperInstaller::install(const QString& helperProgram) const {
-    const QByteArray activation =
+    QByteArray activation =
         u"[D-BUS Service]\nName=%1\nExec=%2\nUser=root\n"_s.arg(P::kLabel, installedProgram())
             .toUtf8();
-    if (!copyProgram(helperProgram) || !writeFile(activationFile(), activation) ||
-        !writeFile(busPolicyFile(), busPolicy()) ||
+    // Under systemd the bus starts the hardened unit; elsewhere it runs Exec.
+    if (systemdIsRunning())
+        activation += "SystemdService=sorvane-helper.service\n";
+    if (!copyProgram(helperProgram) ||
+        !writeFile(systemdUnitFile(), systemdUnit(installedProgram())) ||
+        !writeFile(activationFile(), activation) || !writeFile(busPolicyFile(), busPolicy()) ||
         !writeFile(polkitActionsFile(), polkitActions()))
         return Failed;
     reloadBusAndStopOldHelper();
