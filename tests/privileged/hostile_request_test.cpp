@@ -10,7 +10,9 @@
 #include <QDBusVariant>
 #include <QDirIterator>
 
+#include <atomic>
 #include <functional>
+#include <thread>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -339,4 +341,31 @@ TEST_F(HostileSandboxTest, AuditsAnAllowedAndARefusedRequest) {
     EXPECT_EQ(second.value(u"target"_s),
               u"\""_s + places_.home + u"/Library/Caches/bad\\x0aname\\x00\""_s)
         << "a new line in a name cannot start a forged line";
+}
+
+TEST_F(HostileSandboxTest, OnlyTheCallerThatStartedACheckCancelsIt) {
+    constexpr int kFiles = 3000;
+    const QString folder = places_.root + u"/Library/Preferences"_s;
+    QDir().mkpath(folder);
+    for (int i = 0; i < kFiles; ++i)
+        makeFile(folder + u"/f%1.plist"_s.arg(i),
+                 "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
+    QDBusConnection other = QDBusConnection::connectToBus(bus_->address(), u"other-caller"_s);
+    std::optional<SorvaneHelperProtocol::PlistResults> results;
+    std::atomic<bool> done{false};
+    std::thread check([&] {
+        results = link_->checkPlistsAtUrl(QUrl::fromLocalFile(folder));
+        done = true;
+    });
+    int cancels = 0;
+    while (!done) {
+        other.call(QDBusMessage::createMethodCall(P::kLabel, P::kObjectPath, P::kInterface,
+                                                  P::kCancelPlistCheck));
+        ++cancels;
+    }
+    check.join();
+    QDBusConnection::disconnectFromBus(u"other-caller"_s);
+
+    ASSERT_TRUE(results.has_value());
+    EXPECT_EQ(results->size(), kFiles) << "after " << cancels << " cancels from another caller";
 }
