@@ -167,10 +167,10 @@ bool removeChildren(int dirFd, const struct statx& dirInfo, int depth, Budget* b
     return ok;
 }
 
-bool callerMayRead(const struct stat& info, const HelperFileOperations::Caller& caller) {
+// Whether the caller's own rights grant `wanted` (rwx bits, as for "other").
+bool callerHas(const struct stat& info, const HelperFileOperations::Caller& caller, mode_t wanted) {
     if (caller.uid == 0)
         return true;
-    const mode_t wanted = S_ISDIR(info.st_mode) ? 05 : 04;
     if (info.st_uid == caller.uid)
         return ((info.st_mode >> 6) & wanted) == wanted;
     bool inGroup = info.st_gid == caller.gid;
@@ -185,6 +185,10 @@ bool callerMayRead(const struct stat& info, const HelperFileOperations::Caller& 
         }
     }
     return (((inGroup ? info.st_mode >> 3 : info.st_mode)) & wanted) == wanted;
+}
+
+bool callerMayRead(const struct stat& info, const HelperFileOperations::Caller& caller) {
+    return callerHas(info, caller, S_ISDIR(info.st_mode) ? 05 : 04);
 }
 
 bool copyChildren(int from, int to, const HelperFileOperations::Caller& caller, int depth,
@@ -280,6 +284,29 @@ bool copyChildren(int from, int to, const HelperFileOperations::Caller& caller, 
     return ok;
 }
 
+// Whether the caller may reach a source's folder by its own rights: search
+// permission on its home, its Library and every folder down to the source.
+bool callerMayReach(const Target& target, const HelperFileOperations::Caller& caller) {
+    if (caller.uid == 0)
+        return true;
+    const QByteArray home =
+        target.home.isEmpty() ? QByteArray("/") : QFile::encodeName(target.home);
+    UniqueFd folder(::open(home.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    QList<QByteArray> steps{target.libraryName};
+    steps += target.components.mid(0, target.components.size() - 1);
+    const auto searchable = [&caller](int fd) {
+        struct stat info {};
+        return fd >= 0 && ::fstat(fd, &info) == 0 && callerHas(info, caller, 01);
+    };
+    for (const QByteArray& step : steps) {
+        if (!searchable(folder.get()))
+            return false;
+        folder = UniqueFd(::openat(folder.get(), step.constData(),
+                                   O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return searchable(folder.get());
+}
+
 void removeQuietly(int dirFd, const QByteArray& name) {
     struct statx dirInfo {};
     if (::statx(dirFd, "", AT_EMPTY_PATH, STATX_TYPE, &dirInfo) != 0)
@@ -354,6 +381,8 @@ bool HelperFileOperations::copyItem(const Target& source, const Target& destinat
         return fail(error, u"The file %1 does not exist."_s.arg(source.path()));
     if (S_ISLNK(existing.st_mode))
         return fail(error, u"%1 is a link."_s.arg(source.path()));
+    if (!callerMayReach(source, caller))
+        return fail(error, u"You may not read %1."_s.arg(source.path()));
     // Built under a name of its own beside the destination, then renamed into
     // place without replacing anything that appeared meanwhile.
     const QByteArray temporary = "." + to.name + ".sorvane-" +

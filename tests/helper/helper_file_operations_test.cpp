@@ -75,3 +75,37 @@ TEST(HelperFileOperations, UnknownAttributeChangesNothing) {
     EXPECT_EQ(error, u"Unsupported file attribute NSFileImmutable."_s);
     EXPECT_EQ(QFileInfo(file).permissions(), before);
 }
+
+// A plain caller copies only what its own rights let it read: the mode of the
+// file and search rights on every folder down to it.
+TEST(HelperFileOperations, CopiesOnlyWhatThePlainCallerMayRead) {
+    if (!runningAsRoot())
+        GTEST_SKIP() << "needs root to set up files a plain user may not read";
+    Sandbox sandbox;
+    const HelperFileOperations::Caller nobody{65534, 65534};
+    struct Case {
+        const char* file;
+        mode_t fileMode;
+        mode_t folderMode;
+        bool copied;
+    };
+    const Case cases[] = {
+        {"shared/readable", 0644, 0755, true},
+        {"private-file/secret", 0600, 0755, false},
+        {"closed-folder/readable", 0644, 0700, false},
+    };
+    for (const Case& c : cases) {
+        const QString relative = QString::fromLatin1(c.file);
+        const QString path = sandbox.makeFile(sandbox.homePath(u"Library/"_s + relative), "data");
+        ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), c.fileMode), 0);
+        ASSERT_EQ(::chmod(QFile::encodeName(QFileInfo(path).path()).constData(), c.folderMode), 0);
+        const QString copy = relative.section(u'/', 0, 0) + u"-copy"_s;
+        QString error;
+
+        EXPECT_EQ(HelperFileOperations::copyItem(libraryTarget(sandbox, relative),
+                                                 libraryTarget(sandbox, copy), nobody, &error),
+                  c.copied)
+            << c.file << ": " << error.toStdString();
+        EXPECT_EQ(QFileInfo::exists(sandbox.homePath(u"Library/"_s + copy)), c.copied) << c.file;
+    }
+}
