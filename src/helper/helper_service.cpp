@@ -139,8 +139,13 @@ bool HelperService::handleMessage(const QDBusMessage& message, const QDBusConnec
     };
 
     if (member == P::kGetVersion) {
-        if (expect(""))
+        if (expect("")) {
+            // Needs no authorization, but is a request like any other.
+            HelperAudit::Entry entry = auditEntry(message, callerOf(message), {});
+            entry.verdict = u"allowed"_s;
+            HelperAudit::record(entry);
             reply(message, {version_.major, version_.minor, version_.patch});
+        }
     } else if (member == P::kReadAllDefaultDomains) {
         if (expect(""))
             authorizeThen(message, P::kActionReadDomains,
