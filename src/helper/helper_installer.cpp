@@ -47,35 +47,47 @@ QByteArray busPolicy() {
         .toUtf8();
 }
 
-QString polkitAction(const QString& id, const QString& description, const QString& message) {
+QString polkitAction(const QString& id, const QString& description, const QString& message,
+                     const QString& active = u"auth_admin_keep"_s) {
     return uR"(  <action id="%1">
     <description>%2</description>
     <message>%3</message>
     <defaults>
       <allow_any>auth_admin</allow_any>
       <allow_inactive>auth_admin</allow_inactive>
-      <allow_active>auth_admin_keep</allow_active>
+      <allow_active>%4</allow_active>
     </defaults>
   </action>
-)"_s.arg(id, description, message);
+)"_s.arg(id, description, message, active);
+}
+
+// One's own Library needs only one's own password; another user's needs an
+// administrator's every time.
+QString fileActions(const QString& id, const QString& description, const QString& message) {
+    return polkitAction(id, description, message) +
+           polkitAction(id + P::kOwnLibrarySuffix, description + u" in your Library"_s, message,
+                        u"auth_self_keep"_s) +
+           polkitAction(id + P::kOtherUserSuffix, description + u" in another user's Library"_s,
+                        message, u"auth_admin"_s);
 }
 
 QByteArray polkitActions() {
     QString actions;
     actions += polkitAction(P::kActionReadDomains, u"List root's defaults domains"_s,
                             u"Sorvane wants to list the system's settings."_s);
-    actions += polkitAction(P::kActionDelete, u"Delete settings and files as root"_s,
-                            u"Sorvane wants to delete settings that belong to the system."_s);
-    actions += polkitAction(P::kActionCopy, u"Copy files as root"_s,
-                            u"Sorvane wants to copy files that belong to the system."_s);
-    actions += polkitAction(P::kActionSetAttributes, u"Change file attributes as root"_s,
-                            u"Sorvane wants to change the owner or permissions of a file."_s);
+    actions += fileActions(P::kActionDelete, u"Delete settings and files as root"_s,
+                           u"Sorvane wants to delete settings that belong to the system."_s);
+    actions += fileActions(P::kActionCopy, u"Copy files as root"_s,
+                           u"Sorvane wants to copy files that belong to the system."_s);
+    actions += fileActions(P::kActionSetAttributes, u"Change file attributes as root"_s,
+                           u"Sorvane wants to change the owner or permissions of a file."_s);
     actions += polkitAction(P::kActionCheckPlists, u"Check the system's property lists"_s,
                             u"Sorvane wants to check the system's preference files."_s);
     actions += polkitAction(P::kActionReboot, u"Restart the computer"_s,
                             u"Sorvane wants to restart the computer."_s);
-    actions += polkitAction(P::kActionRunScript, u"Run an update script as root"_s,
-                            u"Sorvane wants to run an update script with root rights."_s);
+    actions +=
+        polkitAction(P::kActionRunScript, u"Run an update script as root"_s,
+                     u"Sorvane wants to run an update script with root rights."_s, u"auth_admin"_s);
     return uR"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
@@ -84,6 +96,41 @@ QByteArray polkitActions() {
 %1</policyconfig>
 )"_s.arg(actions)
         .toUtf8();
+}
+
+// The helper only ever writes inside Library folders (users' homes, root's
+// and the system's); everything else is read-only to it, and it needs neither
+// devices, network nor namespaces. A missing folder ("-") is not an error.
+QByteArray systemdUnit(const QString& program) {
+    return uR"([Unit]
+Description=Sorvane privileged helper
+
+[Service]
+Type=dbus
+BusName=%1
+ExecStart=%2
+User=root
+NoNewPrivileges=yes
+ProtectSystem=strict
+ReadWritePaths=-/home -/root/Library -/Library
+PrivateTmp=yes
+PrivateDevices=yes
+RestrictAddressFamilies=AF_UNIX
+RestrictSUIDSGID=yes
+RestrictNamespaces=yes
+RestrictRealtime=yes
+LockPersonality=yes
+ProtectKernelTunables=yes
+ProtectKernelModules=yes
+ProtectControlGroups=yes
+SystemCallArchitectures=native
+)"_s.arg(P::kLabel, program)
+        .toUtf8();
+}
+
+// Whether the machine runs systemd, the way systemd itself tells.
+bool systemdIsRunning() {
+    return QFileInfo(u"/run/systemd/system"_s).isDir();
 }
 
 } // namespace
@@ -104,16 +151,24 @@ QString HelperInstaller::busPolicyFile() const {
     return prefix_ + u"/share/dbus-1/system.d/"_s + P::kLabel + u".conf"_s;
 }
 
+QString HelperInstaller::systemdUnitFile() const {
+    return prefix_ + u"/lib/systemd/system/sorvane-helper.service"_s;
+}
+
 QString HelperInstaller::polkitActionsFile() const {
     return prefix_ + u"/share/polkit-1/actions/"_s + P::kLabel + u".policy"_s;
 }
 
 HelperInstaller::Status HelperInstaller::install(const QString& helperProgram) const {
-    const QByteArray activation =
+    QByteArray activation =
         u"[D-BUS Service]\nName=%1\nExec=%2\nUser=root\n"_s.arg(P::kLabel, installedProgram())
             .toUtf8();
-    if (!copyProgram(helperProgram) || !writeFile(activationFile(), activation) ||
-        !writeFile(busPolicyFile(), busPolicy()) ||
+    // Under systemd the bus starts the hardened unit; elsewhere it runs Exec.
+    if (systemdIsRunning())
+        activation += "SystemdService=sorvane-helper.service\n";
+    if (!copyProgram(helperProgram) ||
+        !writeFile(systemdUnitFile(), systemdUnit(installedProgram())) ||
+        !writeFile(activationFile(), activation) || !writeFile(busPolicyFile(), busPolicy()) ||
         !writeFile(polkitActionsFile(), polkitActions()))
         return Failed;
     reloadBusAndStopOldHelper();

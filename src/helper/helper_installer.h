@@ -3,10 +3,10 @@
 #include <QString>
 
 // Installs the running helper program as the system's privileged helper: the
-// program into libexec, its D-Bus activation file, its bus policy and its
-// polkit actions; then asks the bus to reload and stops an older helper still
-// running, so that the next call activates the new one. Run as root (through
-// pkexec), or into a folder of its own with a prefix (tests, packaging).
+// program into libexec, its hardened systemd unit, its D-Bus activation file,
+// its bus policy and its polkit actions; then asks the bus to reload and stops an older helper
+// still running, so that the next call activates the new one. Run as root (through pkexec), or into
+// a folder of its own with a prefix (tests, packaging).
 class HelperInstaller {
 public:
     enum Status { Installed = 0, Failed = 1 };
@@ -21,6 +21,8 @@ public:
     QString activationFile() const;
     QString busPolicyFile() const;
     QString polkitActionsFile() const;
+    // The hardened unit the bus activates the helper through under systemd.
+    QString systemdUnitFile() const;
 
 private:
     bool writeFile(const QString& path, const QByteArray& content) const;

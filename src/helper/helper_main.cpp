@@ -36,6 +36,9 @@ int serve(const QString& busAddress, HelperService::Version version) {
         return 1;
     }
     HelperService service(bus, version);
+    // Read once at start-up: a caller has no say in either.
+    service.setTestHome(qEnvironmentVariable("SORVANE_HELPER_TEST_HOME"));
+    HelperAudit::setAuditFile(qEnvironmentVariable("SORVANE_HELPER_AUDIT_LOG"));
     if (!bus.registerVirtualObject(HelperProtocol::kObjectPath, &service) ||
         !bus.registerService(HelperProtocol::kLabel)) {
         std::fprintf(stderr, "sorvane-helper: cannot own %s: %s\n",

@@ -12,17 +12,38 @@
 #include <optional>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
+// Bounds on what one check reads as root: no preference file is this large,
+// and no preferences folder holds this many.
+constexpr qint64 kMaxFileSize = 32 * 1024 * 1024;
+constexpr qsizetype kMaxFiles = 100000;
+
 QString checkFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Not following a link put in the file's place since it was listed, and
+    // not blocking on a FIFO.
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    struct stat info {};
+    if (fd < 0 || ::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        if (fd >= 0)
+            ::close(fd);
+        return u"%1: not a regular file"_s.arg(path);
+    }
+    if (info.st_size > kMaxFileSize) {
+        ::close(fd);
+        return u"%1: the file is too large to check"_s.arg(path);
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
         return u"%1: %2"_s.arg(path, file.errorString());
-    return PlistChecker::check(file.readAll());
+    return PlistChecker::check(file.read(kMaxFileSize));
 }
 
 } // namespace
@@ -36,8 +57,10 @@ QStringList PlistCheckJob::plistFilesInFolder(const QString& folder) {
         // Only regular files: opening a FIFO or a device would block the
         // check, or read without end.
         struct stat info {};
-        if (::stat(QFile::encodeName(path).constData(), &info) == 0 && S_ISREG(info.st_mode))
+        if (::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISREG(info.st_mode))
             files.append(path);
+        if (files.size() >= kMaxFiles)
+            break;
     }
     return files;
 }

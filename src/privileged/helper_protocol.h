@@ -40,6 +40,11 @@ inline const QString kActionCopy = kLabel + QStringLiteral(".copy");
 inline const QString kActionSetAttributes = kLabel + QStringLiteral(".set-attributes");
 inline const QString kActionCheckPlists = kLabel + QStringLiteral(".check-plists");
 inline const QString kActionReboot = kLabel + QStringLiteral(".reboot");
+// Deleting, copying and changing attributes ask the plain action for the
+// system's and root's Library, and the action with one of these suffixes for
+// the caller's own Library or another user's.
+inline const QString kOwnLibrarySuffix = QStringLiteral("-own");
+inline const QString kOtherUserSuffix = QStringLiteral("-other-user");
 
 // File attribute keys of setFileAttributes, as the file manager names them.
 inline const QString kFilePosixPermissions = QStringLiteral("NSFilePosixPermissions");

@@ -39,9 +39,21 @@ TEST(HelperInstaller, WritesProgramActivationPolicyAndActionsBelowThePrefix) {
     EXPECT_EQ(installer.installedProgram(),
               sandbox.homePath(u"prefix/libexec/sorvane/sorvane-helper"_s));
     EXPECT_TRUE(QFileInfo(installer.installedProgram()).isExecutable());
+    const QByteArray underSystemd = QFileInfo(u"/run/systemd/system"_s).isDir()
+                                        ? "SystemdService=sorvane-helper.service\n"
+                                        : "";
     EXPECT_EQ(contents(installer.activationFile()),
               ("[D-BUS Service]\nName=com.brisvale.Sorvane.Helper\nExec=" +
-               QFile::encodeName(installer.installedProgram()) + "\nUser=root\n"));
+               QFile::encodeName(installer.installedProgram()) + "\nUser=root\n" + underSystemd));
+    const QByteArray unit = contents(installer.systemdUnitFile());
+    EXPECT_TRUE(
+        unit.contains("ExecStart=" + QFile::encodeName(installer.installedProgram()) + "\n"));
+    for (const char* option :
+         {"Type=dbus\n", "BusName=com.brisvale.Sorvane.Helper\n", "NoNewPrivileges=yes\n",
+          "ProtectSystem=strict\n", "ReadWritePaths=-/home -/root/Library -/Library\n",
+          "PrivateTmp=yes\n", "PrivateDevices=yes\n", "RestrictAddressFamilies=AF_UNIX\n",
+          "RestrictSUIDSGID=yes\n", "RestrictNamespaces=yes\n"})
+        EXPECT_TRUE(unit.contains(option)) << option;
     const QByteArray policy = contents(installer.busPolicyFile());
     EXPECT_TRUE(isWellFormedXml(policy));
     EXPECT_TRUE(policy.contains(R"(<policy user="root">)"));
@@ -53,6 +65,13 @@ TEST(HelperInstaller, WritesProgramActivationPolicyAndActionsBelowThePrefix) {
                                   HelperProtocol::kActionRunScript})
         EXPECT_TRUE(actions.contains("<action id=\"" + action.toUtf8() + "\">"))
             << action.toStdString();
+    for (const QString& action : {HelperProtocol::kActionDelete, HelperProtocol::kActionCopy,
+                                  HelperProtocol::kActionSetAttributes}) {
+        for (const QString& suffix :
+             {HelperProtocol::kOwnLibrarySuffix, HelperProtocol::kOtherUserSuffix})
+            EXPECT_TRUE(actions.contains("<action id=\"" + (action + suffix).toUtf8() + "\">"))
+                << (action + suffix).toStdString();
+    }
 
     // A second installation replaces the program.
     const QString newer = sandbox.makeFile(sandbox.homePath(u"helper-v2"_s), "#!/bin/sh\n# v2\n");

@@ -104,6 +104,10 @@ QProcessEnvironment PrivateBus::childEnvironment() const {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home());
     environment.insert(QStringLiteral("SORVANE_SYSTEM_ROOT"), systemRoot());
+    // The helper counts the sandbox home as its caller's and keeps its audit
+    // trail where tests can read it.
+    environment.insert(QStringLiteral("SORVANE_HELPER_TEST_HOME"), home());
+    environment.insert(QStringLiteral("SORVANE_HELPER_AUDIT_LOG"), auditLog());
     if (!address_.isEmpty()) {
         environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address_);
         environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), address_);

@@ -28,6 +28,8 @@ public:
     QString prefix() const { return dir_.filePath(QStringLiteral("prefix")); }
     QString systemRoot() const { return dir_.filePath(QStringLiteral("root")); }
     QString home() const { return dir_.filePath(QStringLiteral("home")); }
+    // Where an activated helper appends its audit lines.
+    QString auditLog() const { return dir_.filePath(QStringLiteral("audit.log")); }
     // Why the bus or a service on it did not start.
     QString lastError() const { return lastError_; }
 
