@@ -34,6 +34,9 @@ CONF
 export HOME="$DEMO/home" SORVANE_SYSTEM_ROOT="$DEMO/system"
 export SORVANE_REBOOT_TOOL=/bin/true SORVANE_PKEXEC_TOOL=/bin/false
 export SORVANE_HELPER_PREFIX="$DEMO/prefix"
+# The sandbox home is not in the user database: the helper is told at start-up
+# that it counts as a user's home.
+export SORVANE_HELPER_TEST_HOME="$DEMO/home"
 
 pids=()
 cleanup() { kill "${pids[@]}" 2>/dev/null || true; }
