@@ -2,6 +2,7 @@
 
 #include "catalogues/sv_known_app.h"
 #include "packager/package_keys.h"
+#include "packager/self_deploying_assembler.h"
 #include "platform/directory_listing.h"
 #include "platform/keyed_archive.h"
 #include "platform/library_folders.h"
@@ -287,4 +288,11 @@ bool PackageCreator::writePackageFile(const QByteArray& bytes, const QUrl& url,
     alerts.showAlert(kNotSaved,
                      u"An error occurred while writing the package to disk: %1"_s.arg(error));
     return false;
+}
+
+bool PackageCreator::saveAssembledPackaged(const QByteArray& bytes, const QUrl& url,
+                                           AlertPresenter& alerts) {
+    if (sv::pathExtension(url.toLocalFile()) == kExtension)
+        return writePackageFile(bytes, url, alerts);
+    return SelfDeployingAssembler::forRunningApplication(alerts).assemble(bytes, url);
 }

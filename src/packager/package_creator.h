@@ -58,6 +58,11 @@ public:
 
     // Writes the bytes atomically; false after telling the user why.
     static bool writePackageFile(const QByteArray& bytes, const QUrl& url, AlertPresenter& alerts);
+    // Saves at the place the save panel gave: a package file when the
+    // extension is exactly "Kolvane2", a self-deploying application for any
+    // other name. False after telling the user why.
+    static bool saveAssembledPackaged(const QByteArray& bytes, const QUrl& url,
+                                      AlertPresenter& alerts);
     // The key under which a packed file travels: the packing user's home
     // folder written as "~".
     static QString packagedPathForFile(const QString& path);

@@ -106,7 +106,8 @@ TEST_F(PackageRoundTrip, CapturedDomainsAndFilesComeBackWithTheirTypes) {
     const auto bytes = creator.background_createPackage(system, apps);
     ASSERT_TRUE(bytes);
     const QString package = sandbox.path() + u"/Settings.Kolvane2"_s;
-    ASSERT_TRUE(PackageCreator::writePackageFile(*bytes, QUrl::fromLocalFile(package), alerts));
+    ASSERT_TRUE(
+        PackageCreator::saveAssembledPackaged(*bytes, QUrl::fromLocalFile(package), alerts));
 
     for (const QString& domain : domains)
         runDefaults({u"delete"_s, domain});
