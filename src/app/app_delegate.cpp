@@ -169,14 +169,6 @@ void AppDelegate::showHelpInBrowser() {
     Workspace::openURL(QUrl::fromLocalFile(page));
 }
 
-void AppDelegate::openPreferencePackager() {
-    ShowAlert(u"Preference Packager"_s, u"The preference packager is not available yet."_s);
-}
-
-void AppDelegate::deployKolvane() {
-    ShowAlert(u"Deploy Package"_s, u"Deploying preference packages is not available yet."_s);
-}
-
 void AppDelegate::showUpdatemanager() {
     const BVUpdater* updater = BVUpdater::sharedUpdater();
     const QDateTime last = updater->lastCheckDate();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/sv_kolvane_packager.h"
 #include "catalogues/sv_os_component.h"
 #include "controls/app_icon_image_view_delegate.h"
 #include "controls/ft_path_control_delegate.h"
@@ -18,6 +19,8 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
+#include <vector>
 
 class AppIconImageView;
 class DefaultsDomainRunner;
@@ -51,7 +54,8 @@ class AppDelegate : public QObject,
                     public FTPathControlDelegate,
                     public AppIconImageViewDelegate,
                     public SVListViewDelegate,
-                    public BVUpdaterDelegate {
+                    public BVUpdaterDelegate,
+                    public SVKolvanePackagerDelegate {
     Q_OBJECT
 
 public:
@@ -111,6 +115,9 @@ public:
     void displayResultsSheetWithMessage(const QString& message, const QString& info,
                                         bool suggestReboot);
 
+    // Package files: each opens in a deployment packager of its own.
+    void applicationOpenURLs(const QList<QUrl>& urls);
+
     // Delegate answers.
     void appIconViewLoadedIconFromUrl(AppIconImageView* view, const QImage& icon,
                                       const QUrl& url) override;
@@ -124,6 +131,7 @@ public:
     static bool pathControlCanSelectItem(const QUrl& item);
     bool updaterCanProposeUpdate(BVUpdater* updater) override;
     void updaterFeedError(BVUpdater* updater, const QString& error) override;
+    void packagerDidClose(SVKolvanePackager* packager) override;
 
     // Fields.
     QUrl appUrl;
@@ -132,6 +140,8 @@ public:
     QList<PlutilError> plutilErrors;
     std::atomic<bool> actionCancelled = false;
     std::atomic<bool> waitingForPlutil = false;
+    // Packagers opened from package files, until each closes; none until the first.
+    std::optional<std::vector<std::unique_ptr<SVKolvanePackager>>> unpackagers;
     bool doSingleClick() const { return doSingleClick_; }
 
     // Outlets.

@@ -1,14 +1,12 @@
 #include "workflows/bv_updater.h"
 
 #include "platform/bundle.h"
-#include "platform/defaults_store.h"
-#include "platform/library_folders.h"
 #include "platform/plist_value.h"
+#include "platform/user_defaults.h"
 #include "util/logging.h"
 
 using namespace Qt::StringLiterals;
 
-const QString BVUpdater::kDomain = u"com.brisvale.Sorvane"_s;
 const QString BVUpdater::kLastCheckKey = u"BVUpdaterLastCheck"_s;
 
 BVUpdater* BVUpdater::sharedUpdater() {
@@ -17,23 +15,12 @@ BVUpdater* BVUpdater::sharedUpdater() {
 }
 
 QDateTime BVUpdater::lastCheckDate() const {
-    const DefaultsStore store(LibraryFolders::homeFolder());
-    if (!store.domainExists(kDomain))
-        return {};
-    QString error;
-    const PlistValue domain = store.readDomain(kDomain, &error);
-    const PlistValue* date = domain.isDictionary() ? domain.find(kLastCheckKey) : nullptr;
-    return date && date->type() == PlistValue::Type::Date ? date->toDateTime() : QDateTime();
+    const PlistValue date = UserDefaults::objectForKey(kLastCheckKey);
+    return date.type() == PlistValue::Type::Date ? date.toDateTime() : QDateTime();
 }
 
 bool BVUpdater::recordCheck(const QDateTime& when, QString* error) const {
-    const DefaultsStore store(LibraryFolders::homeFolder());
-    PlistValue domain =
-        store.domainExists(kDomain) ? store.readDomain(kDomain, error) : PlistValue::dictionary();
-    if (!domain.isDictionary())
-        domain = PlistValue::dictionary();
-    domain.insert(kLastCheckKey, PlistValue::fromDateTime(when));
-    return store.writeDomain(kDomain, domain, error);
+    return UserDefaults::setObject(kLastCheckKey, PlistValue::fromDateTime(when), error);
 }
 
 bool BVUpdater::checkForUpdatesIfTheTimeHasComeWithDelegate(BVUpdaterDelegate* delegate) {

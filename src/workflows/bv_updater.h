@@ -20,7 +20,6 @@ public:
 class BVUpdater {
 public:
     static constexpr qint64 kCheckIntervalSeconds = 7 * 24 * 60 * 60;
-    static const QString kDomain;       // Sorvane's own defaults domain
     static const QString kLastCheckKey; // the date of the last check
 
     static BVUpdater* sharedUpdater();

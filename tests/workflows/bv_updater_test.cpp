@@ -2,6 +2,7 @@
 
 #include "platform/defaults_store.h"
 #include "platform/plist_value.h"
+#include "platform/user_defaults.h"
 #include "sandbox.h"
 
 #include <gtest/gtest.h>
@@ -38,10 +39,10 @@ TEST(BVUpdater, ChecksOncePerIntervalAndRecordsTheDateInSorvanesDomain) {
     domain.insert(BVUpdater::kLastCheckKey,
                   PlistValue::fromDateTime(QDateTime::currentDateTimeUtc().addDays(-8)));
     QString error;
-    ASSERT_TRUE(store.writeDomain(BVUpdater::kDomain, domain, &error)) << error.toStdString();
+    ASSERT_TRUE(store.writeDomain(UserDefaults::kDomain, domain, &error)) << error.toStdString();
     EXPECT_TRUE(updater->checkForUpdatesIfTheTimeHasComeWithDelegate(&delegate));
     EXPECT_EQ(delegate.asked, 2);
-    const PlistValue after = store.readDomain(BVUpdater::kDomain, &error);
+    const PlistValue after = store.readDomain(UserDefaults::kDomain, &error);
     ASSERT_NE(after.find(u"SaveKolvaneFileType"_s), nullptr);
     EXPECT_TRUE(delegate.errors.isEmpty());
     EXPECT_TRUE(updater->updateSource().contains(updater->installedVersion()));

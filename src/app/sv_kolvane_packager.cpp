@@ -1,0 +1,325 @@
+#include "app/sv_kolvane_packager.h"
+
+#include "controls/checkbox_table_cell_view.h"
+#include "controls/show_alert.h"
+#include "packager/package_reader.h"
+#include "platform/bundle.h"
+#include "ui_preference_packager.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDialog>
+#include <QDragMoveEvent>
+#include <QDropEvent>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QThread>
+#include <QTimer>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kSelect = u"select"_s;
+const QString kName = u"name"_s;
+constexpr int kIconSize = 32;
+
+bool onGuiThread() {
+    return QThread::currentThread() == QCoreApplication::instance()->thread();
+}
+
+void setColumnIdentifiers(QTableWidget* table, const QStringList& identifiers) {
+    for (int column = 0; column < identifiers.size(); ++column) {
+        if (QTableWidgetItem* header = table->horizontalHeaderItem(column))
+            header->setData(Qt::UserRole, identifiers.at(column));
+    }
+    table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+}
+
+QString columnIdentifier(const QTableWidget* table, int column) {
+    const QTableWidgetItem* header = table->horizontalHeaderItem(column);
+    return header ? header->data(Qt::UserRole).toString() : QString();
+}
+
+} // namespace
+
+void SVKolvanePackager::ShowAlertPresenter::showAlert(const QString& message,
+                                                      const QString& informative) {
+    ShowAlert(message, informative);
+}
+
+SVKolvanePackager* SVKolvanePackager::sharedPackager() {
+    static SVKolvanePackager* shared = nullptr;
+    if (!shared) {
+        // Deliberately never released: the creation window keeps its ticks
+        // and dropped applications for the life of the application.
+        shared = new SVKolvanePackager();
+        shared->setParent(QCoreApplication::instance());
+    }
+    return shared;
+}
+
+SVKolvanePackager::SVKolvanePackager(RunningApplicationQuery* running)
+    : SVKolvanePackager(false, running) {
+    loadNib();
+}
+
+SVKolvanePackager::SVKolvanePackager(bool deployment, RunningApplicationQuery* running)
+    : deploymentMode(deployment)
+    , running_(running) {}
+
+SVKolvanePackager::~SVKolvanePackager() {
+    // A job still running reads this packager's items and flag: stop it and
+    // let it finish before they go.
+    shouldCancel = true;
+    waitForBackgroundWork();
+}
+
+std::unique_ptr<SVKolvanePackager>
+SVKolvanePackager::initWithKolvaneUrl(const QUrl& url, RunningApplicationQuery& running) {
+    ShowAlertPresenter alerts;
+    PackageReader reader(alerts, Bundle::mainBundle().version());
+    if (!reader.initWithKolvaneUrl(url))
+        return nullptr;
+    std::unique_ptr<SVKolvanePackager> packager(new SVKolvanePackager(true, &running));
+    packager->systemSettings = reader.systemSettings();
+    packager->applications = reader.applications();
+    packager->loadNib();
+    return packager;
+}
+
+void SVKolvanePackager::loadNib() {
+    window_ = std::make_unique<QWidget>();
+    ui_ = std::make_unique<Ui::PreferencePackager>();
+    ui_->setupUi(window_.get());
+    window = window_.get();
+    systemSettingsTable = ui_->systemSettingsTable;
+    applicationsTable = ui_->applicationsTable;
+    createPackageButton = ui_->createPackageButton;
+    deployPrefsButton = ui_->deployPrefsButton;
+    setColumnIdentifiers(systemSettingsTable, {kSelect, kName, u"description"_s});
+    setColumnIdentifiers(applicationsTable, {kSelect, kName});
+    buildProgressSheet();
+    connect(createPackageButton, &QPushButton::clicked, this, [this] { createPackage(); });
+    connect(deployPrefsButton, &QPushButton::clicked, this, [this] { deployPreferences(); });
+    window->installEventFilter(this);
+    awakeFromNib();
+}
+
+void SVKolvanePackager::buildProgressSheet() {
+    progressSheet = new QDialog(window);
+    progressSheet->setWindowModality(Qt::WindowModal);
+    progressSheet->setWindowTitle(u"Preference Packager"_s);
+    // Only the job closes the sheet; Escape would hide it while work goes on.
+    progressSheet->setWindowFlag(Qt::WindowCloseButtonHint, false);
+    auto* layout = new QVBoxLayout(progressSheet);
+    progressLabel = new QLabel;
+    progressBar = new QProgressBar;
+    progressBar->setRange(0, 1);
+    progressCancelButton = new QPushButton(u"Cancel"_s);
+    layout->addWidget(progressLabel);
+    layout->addWidget(progressBar);
+    auto* row = new QHBoxLayout;
+    row->addStretch();
+    row->addWidget(progressCancelButton);
+    layout->addLayout(row);
+    connect(progressCancelButton, &QPushButton::clicked, this, [this] { progressSheet_cancel(); });
+    progressSheet->installEventFilter(this);
+}
+
+void SVKolvanePackager::awakeFromNib() {
+    if (awokeFromNib)
+        return;
+    // Qt keeps no Windows menu of its own, so there is nothing to exclude
+    // the window from.
+    applicationsTable->viewport()->setAcceptDrops(true);
+    applicationsTable->viewport()->installEventFilter(this);
+    createPackageButton->setVisible(!deploymentMode);
+    deployPrefsButton->setVisible(deploymentMode);
+    if (!deploymentMode) {
+        systemSettings = SVPPItem::loadData().value_or(Items());
+        applications.clear();
+    }
+    window->setWindowTitle(deploymentMode ? u"Deploy Preference Package"_s
+                                          : u"Preference Packager"_s);
+    reloadTable(systemSettingsTable);
+    reloadTable(applicationsTable);
+    awokeFromNib = true;
+}
+
+void SVKolvanePackager::displayWindow() {
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+const SVKolvanePackager::Items* SVKolvanePackager::itemsOfTable(const QTableWidget* table) const {
+    if (table == systemSettingsTable)
+        return &systemSettings;
+    if (table == applicationsTable)
+        return &applications;
+    return nullptr;
+}
+
+int SVKolvanePackager::numberOfRowsInTableView(const QTableWidget* table) const {
+    const Items* items = itemsOfTable(table);
+    return items ? int(items->size()) : 0;
+}
+
+void SVKolvanePackager::reloadTable(QTableWidget* table) {
+    const Items* items = itemsOfTable(table);
+    table->setRowCount(0);
+    table->setRowCount(numberOfRowsInTableView(table));
+    for (int row = 0; items && row < items->size(); ++row)
+        fillRow(table, row, *items->at(row));
+    table->resizeRowsToContents();
+}
+
+void SVKolvanePackager::fillRow(QTableWidget* table, int row, const SVPPItem& item) {
+    // The rows hold the items weakly: a reload replaces every cell.
+    const std::weak_ptr<SVPPItem> weak = itemsOfTable(table)->at(row);
+    for (int column = 0; column < table->columnCount(); ++column) {
+        const QString identifier = columnIdentifier(table, column);
+        if (identifier == kSelect) {
+            auto* cell = new CheckboxTableCellView;
+            cell->checkbox()->setCheckState(item.enabled() ? Qt::Checked : Qt::Unchecked);
+            connect(cell->checkbox(), &QCheckBox::stateChanged, this, [weak](int state) {
+                if (const auto target = weak.lock())
+                    target->select(Qt::CheckState(state));
+            });
+            table->setCellWidget(row, column, cell);
+        } else if (table == applicationsTable) {
+            auto* name = new QTableWidgetItem(item.displayName());
+            if (!item.icon().isNull())
+                name->setIcon(QIcon(QPixmap::fromImage(item.icon().scaled(
+                    kIconSize, kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation))));
+            table->setItem(row, column, name);
+        } else {
+            table->setItem(row, column,
+                           new QTableWidgetItem(identifier == kName ? item.displayName()
+                                                                    : item.description()));
+        }
+    }
+}
+
+int SVKolvanePackager::tableViewValidateDrop(const QTableWidget* table, const QMimeData*,
+                                             int proposedDropOperation) const {
+    if (table != applicationsTable || deploymentMode)
+        return kDragOperationNone;
+    // Deliberately compared with the move operation's value: table drops are
+    // on (0) or above (1) a row, so every accepted drop is offered as a link.
+    return proposedDropOperation == kDragOperationMove ? kDragOperationMove : kDragOperationLink;
+}
+
+bool SVKolvanePackager::tableViewAcceptDrop(const QTableWidget* table, const QMimeData* info,
+                                            const QObject* dragSource) {
+    if (table != applicationsTable || deploymentMode)
+        return false;
+    QList<QUrl> urls;
+    if (info) {
+        for (const QUrl& url : info->urls()) {
+            if (url.isLocalFile())
+                urls.append(url);
+        }
+    }
+    if (urls.isEmpty())
+        return false;
+    if (dragSource &&
+        (dragSource == applicationsTable || dragSource == applicationsTable->viewport()))
+        return false;
+    for (const QUrl& url : urls) {
+        if (auto item = SVPPItem::itemWithAppUrl(url))
+            applications.append(std::move(item));
+    }
+    reloadTable(applicationsTable);
+    return true;
+}
+
+bool SVKolvanePackager::handleDragEvent(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove: {
+        auto* drag = static_cast<QDragMoveEvent*>(event);
+        const int answer = tableViewValidateDrop(applicationsTable, drag->mimeData(), kDropOn);
+        if (answer == kDragOperationNone || !drag->mimeData()->hasUrls()) {
+            drag->ignore();
+            return true;
+        }
+        drag->setDropAction(answer == kDragOperationMove ? Qt::MoveAction : Qt::LinkAction);
+        drag->accept();
+        return true;
+    }
+    case QEvent::Drop: {
+        auto* drop = static_cast<QDropEvent*>(event);
+        if (tableViewAcceptDrop(applicationsTable, drop->mimeData(), drop->source())) {
+            drop->setDropAction(Qt::LinkAction);
+            drop->accept();
+        } else {
+            drop->ignore();
+        }
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+bool SVKolvanePackager::eventFilter(QObject* watched, QEvent* event) {
+    if (applicationsTable && watched == applicationsTable->viewport())
+        return handleDragEvent(event) || QObject::eventFilter(watched, event);
+    if (watched == window && event->type() == QEvent::Close)
+        windowWillClose();
+    // Escape must not close the progress sheet under a running job.
+    if (watched == progressSheet && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape)
+        return true;
+    return QObject::eventFilter(watched, event);
+}
+
+void SVKolvanePackager::showProgressSheetWithMessage(const QString& message) {
+    if (!onGuiThread()) {
+        QMetaObject::invokeMethod(
+            this, [this, message] { showProgressSheetWithMessage(message); }, Qt::QueuedConnection);
+        return;
+    }
+    progressLabel->setText(message);
+    progressBar->setRange(0, 0); // indeterminate: animates
+    progressSheet->open();
+}
+
+void SVKolvanePackager::closeProgressSheet() {
+    if (!onGuiThread()) {
+        QMetaObject::invokeMethod(
+            this, [this] { closeProgressSheet(); }, Qt::QueuedConnection);
+        return;
+    }
+    progressBar->setRange(0, 1);
+    progressSheet->close();
+}
+
+void SVKolvanePackager::setProgressLabel(const QString& text) {
+    QMetaObject::invokeMethod(
+        this, [this, text] { progressLabel->setText(text); }, Qt::QueuedConnection);
+}
+
+void SVKolvanePackager::progressSheet_cancel() {
+    shouldCancel = true;
+}
+
+void SVKolvanePackager::windowWillClose() {
+    if (!delegate)
+        return;
+    QPointer<SVKolvanePackager> self = this;
+    SVKolvanePackagerDelegate* target = delegate;
+    QTimer::singleShot(10, this, [self, target] {
+        if (self)
+            target->packagerDidClose(self);
+    });
+}
