@@ -10,6 +10,7 @@
 #include "platform/bundle.h"
 #include "platform/file_icons.h"
 #include "platform/workspace.h"
+#include "privileged/link_to_helper_tool.h"
 #include "search/sv_defaults_tool.h"
 #include "util/logging.h"
 #include "util/path_utils.h"
@@ -26,6 +27,7 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -139,6 +141,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     app_nameLabel->setText(QString());
     app_BundleIdentifierLabel->setText(QString());
     SVDefaultsTool::sharedTool();
+    taskMasters.emplace();
     SVKnownApp::loadKnownAppData();
     osComponents = SVOSComponent::loadData().value_or(QList<SVOSComponent>());
     reloadComponentsTable();
@@ -185,6 +188,30 @@ bool AppDelegate::updaterCanProposeUpdate(BVUpdater*) {
 
 void AppDelegate::updaterFeedError(BVUpdater*, const QString&) {
     sv::log(u"Error checking for updates"_s);
+}
+
+std::shared_ptr<SorvaneHelperProtocol> AppDelegate::privilegedHelperTool() {
+    return LinkToHelperTool::helperLink()->helperTool();
+}
+
+void AppDelegate::taskMasterFailedWithErrorMessage(SVTaskMaster* taskMaster, const QString&) {
+    taskMasterFinished(taskMaster);
+}
+
+void AppDelegate::taskMasterFinished(SVTaskMaster* taskMaster) {
+    // A runner reports on the thread that ran it; it is let go on the GUI
+    // thread a little later, once its run has unwound.
+    QMetaObject::invokeMethod(
+        this,
+        [this, taskMaster] {
+            QTimer::singleShot(100, this, [this, taskMaster] {
+                if (taskMasters)
+                    std::erase_if(*taskMasters, [taskMaster](const auto& held) {
+                        return held.get() == taskMaster;
+                    });
+            });
+        },
+        Qt::QueuedConnection);
 }
 
 void AppDelegate::configureApplicationPanel(QFileDialog* panel) {

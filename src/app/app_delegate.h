@@ -5,6 +5,8 @@
 #include "controls/app_icon_image_view_delegate.h"
 #include "controls/ft_path_control_delegate.h"
 #include "controls/sv_list_view_delegate.h"
+#include "privileged/sv_task_master.h"
+#include "privileged/sv_task_master_delegate.h"
 #include "workflows/alert_presenter.h"
 #include "workflows/application_search.h"
 #include "workflows/bv_updater.h"
@@ -37,6 +39,7 @@ class QPushButton;
 class QTableWidget;
 class RunningApplicationQuery;
 class SVListView;
+class SorvaneHelperProtocol;
 
 // What the application delegate talks to; the program passes the real
 // services, tests pass sandboxes and stand-ins.
@@ -55,7 +58,8 @@ class AppDelegate : public QObject,
                     public AppIconImageViewDelegate,
                     public SVListViewDelegate,
                     public BVUpdaterDelegate,
-                    public SVKolvanePackagerDelegate {
+                    public SVKolvanePackagerDelegate,
+                    public SVTaskMasterDelegate {
     Q_OBJECT
 
 public:
@@ -132,6 +136,11 @@ public:
     bool updaterCanProposeUpdate(BVUpdater* updater) override;
     void updaterFeedError(BVUpdater* updater, const QString& error) override;
     void packagerDidClose(SVKolvanePackager* packager) override;
+    void taskMasterFailedWithErrorMessage(SVTaskMaster* taskMaster,
+                                          const QString& message) override;
+    void taskMasterFinished(SVTaskMaster* taskMaster) override;
+    // The installed helper, for an update that must reach it too.
+    std::shared_ptr<SorvaneHelperProtocol> privilegedHelperTool();
 
     // Fields.
     QUrl appUrl;
@@ -140,6 +149,9 @@ public:
     QList<PlutilError> plutilErrors;
     std::atomic<bool> actionCancelled = false;
     std::atomic<bool> waitingForPlutil = false;
+    // Runners that report back later, kept until they do. The cleanings run
+    // theirs synchronously, so it stays empty; it is made at start-up.
+    std::optional<std::vector<std::unique_ptr<SVTaskMaster>>> taskMasters;
     // Packagers opened from package files, until each closes; none until the first.
     std::optional<std::vector<std::unique_ptr<SVKolvanePackager>>> unpackagers;
     bool doSingleClick() const { return doSingleClick_; }
@@ -169,6 +181,7 @@ private:
     void connectOutlets();
     void connectActions();
     QList<const SVOSComponent*> tickedComponents() const;
+    bool rowIsInSight(int row) const;
     static QString columnIdentifier(const QTableWidget* table, int column);
     static void configureApplicationPanel(QFileDialog* panel);
 

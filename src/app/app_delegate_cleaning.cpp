@@ -41,6 +41,14 @@ void AppDelegate::cleanAppPreferences() {
         displayResultsSheetWithCounter(*counter, false);
 }
 
+bool AppDelegate::rowIsInSight(int row) const {
+    // Deliberately: a tick counts only while its row is on screen, as a table
+    // that recycles the cells of rows scrolled away would count it.
+    const QRect rowRect(0, osComponentsTable->rowViewportPosition(row), 1,
+                        osComponentsTable->rowHeight(row));
+    return osComponentsTable->viewport()->rect().intersects(rowRect);
+}
+
 QList<const SVOSComponent*> AppDelegate::tickedComponents() const {
     int selection = osComponentsTable->columnCount();
     for (int column = 0; column < osComponentsTable->columnCount(); ++column) {
@@ -52,7 +60,7 @@ QList<const SVOSComponent*> AppDelegate::tickedComponents() const {
     QList<const SVOSComponent*> ticked;
     for (int row = 0; row < osComponents.size(); ++row) {
         const CheckboxTableCellView* cell = tickCell(osComponentsTable, row, selection);
-        if (cell && cell->checkbox()->checkState() == Qt::Checked)
+        if (cell && rowIsInSight(row) && cell->checkbox()->checkState() == Qt::Checked)
             ticked.append(&osComponents.at(row));
     }
     return ticked;

@@ -238,6 +238,38 @@ TEST_F(AppDelegateTest, TickedComponentsAreCleanedAndTicksSurviveSorting) {
     EXPECT_EQ(defaults.deleted, QStringList{u"com.example.other"_s});
 }
 
+TEST_F(AppDelegateTest, OnlyTicksInSightAreCleaned) {
+    QByteArray xml = "<systemdata>";
+    for (int i = 10; i < 70; ++i)
+        xml += QStringLiteral("<component name=\"Part %1\"><domain>com.example.c%1</domain>"
+                              "</component>")
+                   .arg(i)
+                   .toUtf8();
+    xml += "</systemdata>";
+    delegate->osComponents =
+        *SVOSComponent::loadDataFromFile(sandbox.makeFile(sandbox.path() + u"/S.xml"_s, xml));
+    domains.user = {u"com.example.c10"_s, u"com.example.c69"_s};
+    delegate->window->tabs->setCurrentIndex(1);
+    delegate->reloadComponentsTable();
+    QTest::qWait(20);
+    QTableWidget* table = delegate->osComponentsTable;
+    ASSERT_EQ(table->rowCount(), 60);
+    for (int row : {0, 59})
+        qobject_cast<CheckboxTableCellView*>(table->cellWidget(row, 0))
+            ->checkbox()
+            ->setChecked(true);
+
+    table->scrollToTop();
+    delegate->cleanOSComponentPreferences();
+    EXPECT_EQ(defaults.deleted, QStringList{u"com.example.c10"_s});
+    delegate->opComplete_closeSheet();
+
+    defaults.deleted.clear();
+    table->scrollToBottom();
+    delegate->cleanOSComponentPreferences();
+    EXPECT_EQ(defaults.deleted, QStringList{u"com.example.c69"_s});
+}
+
 TEST_F(AppDelegateTest,
        CheckShowsProgressThenTheSummaryAndCancelReachesTheHelperOnlyWhileChecking) {
     delegate->progressSheet_cancel();
