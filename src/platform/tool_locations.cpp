@@ -23,6 +23,13 @@ QString ToolLocations::libexecFolder() {
 }
 
 QString ToolLocations::defaultsTool() {
+    // A program inside an application bundle (the self-deploying package
+    // application) carries its own defaults beside it in Contents/MacOS, so
+    // that the bundle works when it is copied to a machine alone.
+    const QString programFolder = QCoreApplication::applicationDirPath();
+    if (programFolder.endsWith(u"/Contents/MacOS"_s) &&
+        QFileInfo(programFolder + u"/defaults"_s).isExecutable())
+        return overridden("SORVANE_DEFAULTS_TOOL", programFolder + u"/defaults"_s);
     return overridden("SORVANE_DEFAULTS_TOOL", libexecFolder() + u"/defaults"_s);
 }
 
