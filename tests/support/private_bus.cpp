@@ -144,7 +144,9 @@ bool PrivateBus::startPolkit() {
 
 bool PrivateBus::callMock(const QString& name, const QString& path, const QString& method,
                           const QList<QVariant>& arguments) const {
-    const QString connectionName = QStringLiteral("private-bus-mock-control");
+    // One control connection per bus: a name shared by every bus would keep
+    // talking to the first one after it has gone.
+    const QString connectionName = QStringLiteral("private-bus-mock-control-") + address_;
     QDBusConnection bus = QDBusConnection::connectToBus(address_, connectionName);
     QDBusMessage call = QDBusMessage::createMethodCall(name, path, kMockInterface, method);
     call.setArguments(arguments);

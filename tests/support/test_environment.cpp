@@ -19,6 +19,9 @@ bool prepareTestEnvironment(const QTemporaryDir& scratch) {
     qputenv("XDG_RUNTIME_DIR", folder("runtime"));
     QFile::setPermissions(scratch.filePath(QStringLiteral("runtime")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    // No test reaches the desktop session the tests were started from: a
+    // test that needs a session bus starts a private one.
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder("runtime") + "/no-session-bus");
     if (qEnvironmentVariableIsEmpty("SORVANE_BUILD_DIR"))
         qputenv("SORVANE_BUILD_DIR", SORVANE_TEST_BUILD_DIR);
     if (qEnvironmentVariableIsEmpty("SORVANE_SOURCE_DIR"))
