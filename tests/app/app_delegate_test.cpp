@@ -19,10 +19,14 @@
 #include <QClipboard>
 #include <QDialog>
 #include <QFileDialog>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSet>
 #include <QSignalSpy>
+#include <QTabBar>
+#include <QTabWidget>
 #include <QTableWidget>
 #include <QTest>
 #include <QToolButton>
@@ -329,3 +333,47 @@ TEST_F(AppDelegateTest, RunningApplicationIsRefusedWithAnAlert) {
 }
 
 } // namespace
+
+namespace {
+
+// The widgets that Tab reaches, starting from the tab bar, until focus comes round again.
+QSet<QWidget*> reachedByTab(QWidget* start) {
+    QSet<QWidget*> reached;
+    start->setFocus(Qt::TabFocusReason);
+    for (int presses = 0; presses < 200; ++presses) {
+        QWidget* focus = QApplication::focusWidget();
+        if (!focus || reached.contains(focus))
+            break;
+        reached.insert(focus);
+        QTest::keyClick(focus, Qt::Key_Tab);
+    }
+    return reached;
+}
+
+} // namespace
+
+TEST_F(AppDelegateTest, EveryControlOfEachTabIsReachedWithTheTabKey) {
+    delegate->setApplicationUrl(bundle);
+    delegate->window->activateWindow();
+    QApplication::setActiveWindow(delegate->window);
+    QTabWidget* tabs = delegate->window->tabs;
+    for (int index = 0; index < tabs->count(); ++index) {
+        tabs->setCurrentIndex(index);
+        QTest::qWait(10);
+        const QSet<QWidget*> reached = reachedByTab(tabs->tabBar());
+        QWidget* page = tabs->widget(index);
+        for (QWidget* control : page->findChildren<QWidget*>()) {
+            // A table's header belongs to its table, which takes the focus.
+            const bool operable = qobject_cast<QAbstractButton*>(control) ||
+                                  (qobject_cast<QAbstractItemView*>(control) &&
+                                   !qobject_cast<QHeaderView*>(control)) ||
+                                  control == delegate->app_pathControl ||
+                                  control == delegate->app_iconView;
+            if (!operable || !control->isVisible() || !control->isEnabled())
+                continue;
+            EXPECT_TRUE(reached.contains(control) || reached.contains(control->focusProxy()))
+                << "tab " << index << ": " << control->metaObject()->className() << " "
+                << control->objectName().toStdString();
+        }
+    }
+}
