@@ -11,6 +11,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// The recording open on this thread, if any.
+thread_local QList<SVData::Origin>* recordedOrigins = nullptr;
+
+void noteOrigins(const QList<QUrl>& urls, bool fromSearch, const QString& text) {
+    if (!recordedOrigins)
+        return;
+    for (const QUrl& url : urls)
+        recordedOrigins->append({url, fromSearch, text});
+}
+
 const QString kEveryEntry = u"*"_s;
 const QString kEveryLevel = u"*...*"_s;
 
@@ -26,20 +36,34 @@ QString localPath(const QString& path) {
 
 } // namespace
 
+SVData::OriginRecording::OriginRecording()
+    : previous_(recordedOrigins) {
+    recordedOrigins = &origins_;
+}
+
+SVData::OriginRecording::~OriginRecording() {
+    recordedOrigins = previous_;
+}
+
 QList<QUrl> SVData::existingFilesInArray(const QStringList& paths) const {
     QList<QUrl> urls;
     for (const QString& path : paths) {
         const QString expanded = localPath(path);
-        if (FileStatus::exists(expanded))
-            urls.append(QUrl::fromLocalFile(expanded));
+        if (!FileStatus::exists(expanded))
+            continue;
+        urls.append(QUrl::fromLocalFile(expanded));
+        noteOrigins({urls.last()}, false, path);
     }
     return urls;
 }
 
 QList<QUrl> SVData::searchResultsForSearches(const QStringList& searches) const {
     QList<QUrl> urls;
-    for (const QString& search : searches)
-        urls.append(resultsOfSearch(search));
+    for (const QString& search : searches) {
+        const QList<QUrl> found = resultsOfSearch(search);
+        noteOrigins(found, true, search);
+        urls.append(found);
+    }
     return urls;
 }
 

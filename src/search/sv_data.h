@@ -10,6 +10,32 @@
 // is cached; every call reads the file system again.
 class SVData {
 public:
+    // Where one resolved URL came from: a fixed path or a search expression,
+    // as the catalogue wrote it.
+    struct Origin {
+        QUrl url;
+        bool fromSearch = false;
+        QString text;
+    };
+
+    // While one lives, existingFilesInArray and searchResultsForSearches on
+    // the same thread note the origin of every URL they return, so that a
+    // caller can explain a catalogue's files without resolving them twice.
+    // Nothing about what is resolved changes.
+    class OriginRecording {
+    public:
+        OriginRecording();
+        ~OriginRecording();
+        OriginRecording(const OriginRecording&) = delete;
+        OriginRecording& operator=(const OriginRecording&) = delete;
+
+        const QList<Origin>& origins() const { return origins_; }
+
+    private:
+        QList<Origin> origins_;
+        QList<Origin>* previous_;
+    };
+
     virtual ~SVData() = default;
 
     // Fixed paths ("~" allowed) that exist, in the order given.

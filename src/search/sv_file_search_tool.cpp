@@ -75,78 +75,118 @@ QUrl SVFileSearchTool::containerSubfolder(const QString& identifier, const QStri
 }
 
 QList<QUrl> SVFileSearchTool::preferenceFilesForApplicationName(const QString& name,
-                                                                const QString& identifier) const {
+                                                                const QString& identifier,
+                                                                Matches* matches) const {
     const QString appName = sv::stringByDeletingPathExtension(name).toLower();
     QList<QUrl> found;
+    if (matches)
+        matches->clear();
     for (const QUrl& folder : subfolders(LibraryFolders::userLibraryFolders(), u"Preferences"_s))
-        found.append(filesInDirectory(folder, appName, identifier));
+        collectInDirectory(folder, appName, identifier, false, found, matches);
     if (containerExists(identifier))
-        found.append(filesInDirectory(containerSubfolder(identifier, u"Preferences"_s), appName,
-                                      identifier));
+        collectInDirectory(containerSubfolder(identifier, u"Preferences"_s), appName, identifier,
+                           true, found, matches);
     for (const QUrl& folder : subfolders(LibraryFolders::localLibraryFolders(), u"Preferences"_s))
-        found.append(filesInDirectory(folder, appName, identifier));
+        collectInDirectory(folder, appName, identifier, false, found, matches);
     return found;
 }
 
 QList<QUrl> SVFileSearchTool::cacheFilesForApplicationName(const QString& name,
-                                                           const QString& identifier) const {
+                                                           const QString& identifier,
+                                                           Matches* matches) const {
     const QString appName = sv::stringByDeletingPathExtension(name).toLower();
     QList<QUrl> found;
+    if (matches)
+        matches->clear();
     for (const QUrl& folder : LibraryFolders::userCachesFolders())
-        found.append(filesInDirectory(folder, appName, identifier));
+        collectInDirectory(folder, appName, identifier, false, found, matches);
     for (const QUrl& folder : subfolders(LibraryFolders::userLibraryFolders(), kSavedState))
-        found.append(savedStatesInDirectory(folder, identifier));
+        collectSavedStates(folder, identifier, false, found, matches);
     if (containerExists(identifier)) {
-        found.append(
-            filesInDirectory(containerSubfolder(identifier, u"Caches"_s), appName, identifier));
-        found.append(
-            savedStatesInDirectory(containerSubfolder(identifier, kSavedState), identifier));
+        collectInDirectory(containerSubfolder(identifier, u"Caches"_s), appName, identifier, true,
+                           found, matches);
+        collectSavedStates(containerSubfolder(identifier, kSavedState), identifier, true, found,
+                           matches);
     }
     for (const QUrl& folder : LibraryFolders::localCachesFolders())
-        found.append(filesInDirectory(folder, appName, identifier));
+        collectInDirectory(folder, appName, identifier, false, found, matches);
     return found;
 }
 
 QList<QUrl> SVFileSearchTool::filesInDirectory(const QUrl& folder, const QString& name,
-                                               const QString& identifier) const {
+                                               const QString& identifier, Matches* matches) const {
+    QList<QUrl> found;
+    if (matches)
+        matches->clear();
+    collectInDirectory(folder, name, identifier, false, found, matches);
+    return found;
+}
+
+void SVFileSearchTool::collectInDirectory(const QUrl& folder, const QString& name,
+                                          const QString& identifier, bool inContainer,
+                                          QList<QUrl>& found, Matches* matches) const {
     const QString path = folder.toLocalFile();
     sv::log(u"Searching in directory %1"_s.arg(path));
     const bool isPreferences = equalsIgnoringCase(sv::lastPathComponent(path), u"Preferences"_s);
-    QList<QUrl> found;
     for (const QString& entry : DirectoryListing::list(path).names) {
         // Deliberate: property lists in a Preferences folder are defaults
         // domains, never listed by this search.
         if (isPreferences && equalsIgnoringCase(sv::pathExtension(entry), u"plist"_s))
             continue;
-        if (equalsIgnoringCase(entry, name) || equalsIgnoringCase(entry, identifier) ||
-            nameIsRelatedToApplicationName(entry, name))
-            found.append(entryUrl(path, entry));
+        std::optional<Match> match = matchOfEntry(entry, name, identifier);
+        if (!match)
+            continue;
+        found.append(entryUrl(path, entry));
+        if (matches) {
+            match->inContainer = inContainer;
+            matches->append(*match);
+        }
     }
-    return found;
 }
 
-QList<QUrl> SVFileSearchTool::savedStatesInDirectory(const QUrl& folder,
-                                                     const QString& identifier) const {
+std::optional<SVFileSearchTool::Match> SVFileSearchTool::matchOfEntry(const QString& entry,
+                                                                      const QString& name,
+                                                                      const QString& identifier) {
+    // The three tests in the order the search has always made them.
+    if (equalsIgnoringCase(entry, name))
+        return Match{Match::Rule::Name, QString(), false};
+    if (equalsIgnoringCase(entry, identifier))
+        return Match{Match::Rule::Identifier, QString(), false};
+    const QString word = relatedSuffixWord(entry, name);
+    if (!word.isNull())
+        return Match{Match::Rule::SuffixWord, word, false};
+    return std::nullopt;
+}
+
+void SVFileSearchTool::collectSavedStates(const QUrl& folder, const QString& identifier,
+                                          bool inContainer, QList<QUrl>& found,
+                                          Matches* matches) const {
     const QString path = folder.toLocalFile();
-    QList<QUrl> found;
     for (const QString& entry : DirectoryListing::list(path).names) {
-        if (sv::pathExtension(entry) == u"savedState"_s &&
-            sv::stringByDeletingPathExtension(entry) == identifier)
-            found.append(entryUrl(path, entry));
+        if (sv::pathExtension(entry) != u"savedState"_s ||
+            sv::stringByDeletingPathExtension(entry) != identifier)
+            continue;
+        found.append(entryUrl(path, entry));
+        if (matches)
+            matches->append(Match{Match::Rule::SavedState, QString(), inContainer});
     }
-    return found;
 }
 
 bool SVFileSearchTool::nameIsRelatedToApplicationName(const QString& entryName,
                                                       const QString& applicationName) {
+    return !relatedSuffixWord(entryName, applicationName).isNull();
+}
+
+QString SVFileSearchTool::relatedSuffixWord(const QString& entryName,
+                                            const QString& applicationName) {
     const QString reduced = sv::stringByDeletingPathExtension(entryName).toLower();
     for (const QString& word : {u"se"_s, u"le"_s, u"trial"_s, u"express"_s, u"free"_s}) {
         if (!sv::endsWithString(applicationName, word))
             continue;
         if (trimWhiteSpace(applicationName.chopped(word.size())) == reduced)
-            return true;
+            return word;
     }
-    return false;
+    return QString();
 }
 
 void SVFileSearchTool::runNameComparisonTests() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "search/sv_defaults_domain.h"
+#include "workflows/match_reason.h"
 
 #include <QList>
 #include <QString>
@@ -25,6 +26,15 @@ struct ApplicationSearchResults {
     static void strikeOffFile(QList<QUrl>& files, const QString& path);
 };
 
+// Why each entry of ApplicationSearchResults was found, list by list and
+// index by index. Only filled for callers that ask; striking entries off the
+// results does not touch it.
+struct ApplicationSearchReasons {
+    QList<MatchReason> domains;
+    QList<MatchReason> preferenceFiles;
+    QList<MatchReason> caches;
+};
+
 // Collects everything a cleaning would delete for one application bundle: its
 // defaults domains, its preference files and its caches, from the domain
 // lists, the file search and the known-applications catalogue, in that order.
@@ -39,13 +49,17 @@ public:
 
     explicit ApplicationSearch(DomainMatcher& matcher);
 
-    Outcome doSearchesForApp(const QUrl& appUrl, ApplicationSearchResults& results) const;
+    // With reasons, also says why each entry was found; reasons are replaced
+    // exactly when the results are.
+    Outcome doSearchesForApp(const QUrl& appUrl, ApplicationSearchResults& results,
+                             ApplicationSearchReasons* reasons = nullptr) const;
     // The application's name as the searches use it: the bundle's file name
     // without its extension (not its display name).
     static QString applicationName(const QUrl& appUrl);
 
 private:
-    void addCatalogueEntries(ApplicationSearchResults& results) const;
+    void addCatalogueEntries(ApplicationSearchResults& results,
+                             ApplicationSearchReasons* reasons) const;
 
     DomainMatcher& matcher_;
 };

@@ -1,0 +1,61 @@
+#include "application_lookup.h"
+
+#include "ctl_output.h"
+#include "ctl_session.h"
+#include "platform/bundle.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+QJsonObject ApplicationLookup::Found::applicationJson() const {
+    return {{u"path"_s, url.toLocalFile()},
+            {u"name"_s, name},
+            {u"identifier"_s, results.appBundleIdentifier}};
+}
+
+QString ApplicationLookup::Found::heading() const {
+    return u"%1: %2"_s.arg(QFileInfo(url.toLocalFile()).fileName(), results.appBundleIdentifier);
+}
+
+QString ApplicationLookup::checkedBundlePath(const QString& command, const QString& argument,
+                                             CtlSession& session) {
+    CtlOutput& out = session.out();
+    const QString path = QDir::cleanPath(QFileInfo(argument).absoluteFilePath());
+    if (!QFileInfo(path).exists() && !QFileInfo(path).isSymLink()) {
+        out.complain(u"%1: %2: no such file or folder"_s.arg(command, argument));
+        return QString();
+    }
+    const std::optional<Bundle> bundle = Bundle::bundleWithUrl(QUrl::fromLocalFile(path));
+    if (!bundle) {
+        out.complain(
+            u"%1: %2 is not an application bundle (not a folder)"_s.arg(command, argument));
+        return QString();
+    }
+    if (bundle->bundleIdentifier().isNull()) {
+        out.complain(
+            u"%1: %2 is not an application bundle (no CFBundleIdentifier in Contents/Info.plist)"_s
+                .arg(command, argument));
+        return QString();
+    }
+    return path;
+}
+
+std::optional<ApplicationLookup::Found>
+ApplicationLookup::find(const QString& command, const QString& argument, CtlSession& session) {
+    const QString path = checkedBundlePath(command, argument, session);
+    if (path.isNull())
+        return std::nullopt;
+    Found found;
+    found.url = QUrl::fromLocalFile(path);
+    found.name = ApplicationSearch::applicationName(found.url);
+    const ApplicationSearch search(session.matcher());
+    if (search.doSearchesForApp(found.url, found.results, &found.reasons) !=
+        ApplicationSearch::Outcome::Found) {
+        // The checks above are the search's own; this is only a safeguard.
+        session.out().complain(u"%1: %2 could not be searched"_s.arg(command, argument));
+        return std::nullopt;
+    }
+    return found;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "workflows/application_search.h"
+
+#include <QJsonObject>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+class CtlSession;
+
+// Turns an APP argument into the application search's findings. The bundle
+// checks are the search's own (a local folder, with a bundle identifier); they
+// are made before anything else, so that a wrong argument costs one line on
+// standard error and nothing more.
+class ApplicationLookup {
+public:
+    struct Found {
+        QUrl url;
+        QString name; // the bundle's file name without its extension
+        ApplicationSearchResults results;
+        ApplicationSearchReasons reasons;
+
+        QJsonObject applicationJson() const;
+        QString heading() const; // "Tool.app: com.example.tool"
+    };
+
+    // Nothing after saying what is wrong (the command then exits with 2).
+    static std::optional<Found> find(const QString& command, const QString& argument,
+                                     CtlSession& session);
+    // The argument as an absolute, clean path; null after saying what is wrong.
+    static QString checkedBundlePath(const QString& command, const QString& argument,
+                                     CtlSession& session);
+};

@@ -1,0 +1,49 @@
+#include "ctl_session.h"
+
+#include "ctl_output.h"
+#include "helper_access.h"
+#include "search/sv_defaults_tool.h"
+
+using namespace Qt::StringLiterals;
+
+CtlSession::CtlSession(CtlOutput& out)
+    : out_(out)
+    , alerts_(out) {}
+
+CtlSession::~CtlSession() = default;
+
+HelperAccess& CtlSession::helper() {
+    if (helper_)
+        return *helper_;
+    helper_ = std::make_unique<HelperAccess>();
+    if (!helper_->reachable())
+        out_.warn(u"the privileged helper is not reachable (%1); %2 (to use it, %3)"_s.arg(
+            helper_->problem(),
+            withoutHelper_.isEmpty() ? u"going on without it"_s : withoutHelper_,
+            HelperAccess::installHint()));
+    return *helper_;
+}
+
+DomainMatcher& CtlSession::matcher() {
+    if (matcher_)
+        return *matcher_;
+    HelperAccess& access = helper();
+    domains_ = std::make_unique<SVDefaultsTool>(
+        [&access]() -> std::optional<QStringList> { return access.readAllDefaultsDomains(); });
+    domains_->waitForReading();
+    matcher_ = std::make_unique<DefaultsToolMatcher>(domains_.get());
+    return *matcher_;
+}
+
+CleaningServices CtlSession::cleaningServices() {
+    DomainMatcher& domainMatcher = matcher();
+    return CleaningServices{helper(), defaultsRunner_, domainMatcher, running_, alerts_};
+}
+
+QJsonObject CtlSession::helperJson() {
+    HelperAccess& access = helper();
+    QJsonObject json{{u"reachable"_s, access.reachable()}};
+    if (!access.reachable())
+        json.insert(u"problem"_s, access.problem());
+    return json;
+}
