@@ -359,8 +359,9 @@ bool PlistXmlValidator::readEntity(std::string* text) {
         const std::string digits(name.substr(hex ? 2 : 1));
         char* stop = nullptr;
         const unsigned long code = std::strtoul(digits.c_str(), &stop, hex ? 16 : 10);
-        if (!digits.empty() && *stop == '\0' && code > 0 && code <= 0x10FFFF &&
-            std::isxdigit(uchar(digits[0]))) {
+        // The whole name must be the number: a NUL inside it would end strtoul early.
+        if (!digits.empty() && stop == digits.c_str() + digits.size() && code > 0 &&
+            code <= 0x10FFFF && std::isxdigit(uchar(digits[0]))) {
             const char32_t ucs4 = char32_t(code);
             if (text)
                 text->append(QString::fromUcs4(&ucs4, 1).toStdString());

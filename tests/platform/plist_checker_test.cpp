@@ -104,6 +104,11 @@ INSTANTIATE_TEST_SUITE_P(
                   xmlPlist("<array\xfb\xfb"
                            "ate></array>"),
                   false, "array"},
+        CheckCase{"characterReferenceWithNul",
+                  xmlPlist(QByteArray("<string>&#6\0\x02"
+                                      "5;</string>",
+                                      24)),
+                  false, "entity"},
         CheckCase{"keyWithoutValue", xmlPlist("<dict><key>a</key></dict>"), false, "key"},
         CheckCase{"truncatedBinary", goodBinary().left(goodBinary().size() - 5), false, "offset"},
         CheckCase{"offsetTableBeyondEnd", withTrailerField(goodBinary(), 8, 1u << 20, 8), false,
