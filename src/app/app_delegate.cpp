@@ -54,11 +54,6 @@ AppDelegate::~AppDelegate() {
         sharedDelegate = nullptr;
 }
 
-void AppDelegate::ShowAlertPresenter::showAlert(const QString& message,
-                                                const QString& informative) {
-    ShowAlert(message, informative);
-}
-
 AppDelegate* AppDelegate::applicationDelegate() {
     return sharedDelegate;
 }

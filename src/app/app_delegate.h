@@ -4,10 +4,10 @@
 #include "catalogues/sv_os_component.h"
 #include "controls/app_icon_image_view_delegate.h"
 #include "controls/ft_path_control_delegate.h"
+#include "controls/show_alert.h"
 #include "controls/sv_list_view_delegate.h"
 #include "privileged/sv_task_master.h"
 #include "privileged/sv_task_master_delegate.h"
-#include "workflows/alert_presenter.h"
 #include "workflows/application_search.h"
 #include "workflows/bv_updater.h"
 #include "workflows/cleaning.h"
@@ -30,6 +30,7 @@ class DomainMatcher;
 class FTPathControl;
 class HelperOperations;
 class MainWindow;
+class ProgressSheet;
 class QDialog;
 class QLabel;
 class QMainWindow;
@@ -167,7 +168,7 @@ public:
     SVListView* appCachesListView = nullptr;
     QTableWidget* osComponentsTable = nullptr;
     QTableWidget* plutilFailuresTable = nullptr;
-    QDialog* progressSheet = nullptr;
+    ProgressSheet* progressSheet = nullptr;
     QLabel* progressLabel = nullptr;
     QProgressBar* progressBar = nullptr;
     QDialog* opCompleteSheet = nullptr;
@@ -184,13 +185,6 @@ private:
     bool rowIsInSight(int row) const;
     static QString columnIdentifier(const QTableWidget* table, int column);
     static void configureApplicationPanel(QFileDialog* panel);
-
-    // The workflows' alerts go through ShowAlert, so that they reach the
-    // GUI thread and whichever presenter is installed.
-    class ShowAlertPresenter : public AlertPresenter {
-    public:
-        void showAlert(const QString& message, const QString& informative) override;
-    };
 
     AppServices services_;
     ShowAlertPresenter alerts_;

@@ -1,42 +1,20 @@
 #include "app/app_delegate.h"
 
+#include "controls/progress_sheet.h"
 #include "workflows/helper_operations.h"
 #include "workflows/result_texts.h"
 
-#include <QCoreApplication>
 #include <QDialog>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QThread>
-
-namespace {
-
-bool onGuiThread() {
-    return QThread::currentThread() == QCoreApplication::instance()->thread();
-}
-
-} // namespace
 
 void AppDelegate::showProgressSheetWithMessage(const QString& message) {
-    if (!onGuiThread()) {
-        QMetaObject::invokeMethod(
-            this, [this, message] { showProgressSheetWithMessage(message); }, Qt::QueuedConnection);
-        return;
-    }
-    progressLabel->setText(message);
-    progressBar->setRange(0, 0); // indeterminate: animates
-    progressSheet->open();
+    progressSheet->showWithMessage(message);
 }
 
 void AppDelegate::closeProgressSheet() {
-    if (!onGuiThread()) {
-        QMetaObject::invokeMethod(
-            this, [this] { closeProgressSheet(); }, Qt::QueuedConnection);
-        return;
-    }
-    progressBar->setRange(0, 1);
-    progressSheet->close();
+    progressSheet->closeSheet();
 }
 
 void AppDelegate::displayResultsSheetWithCounter(const DeletionCounter& counter,

@@ -1,5 +1,7 @@
 #include "app/main_window.h"
 
+#include "controls/progress_sheet.h"
+
 #include "controls/app_icon_image_view.h"
 #include "controls/ft_path_control.h"
 #include "controls/sv_list_view.h"
@@ -195,20 +197,10 @@ void MainWindow::buildMenus() {
 }
 
 void MainWindow::buildProgressSheet() {
-    progressSheet = new QDialog(this);
-    progressSheet->setWindowModality(Qt::WindowModal);
-    progressSheet->setWindowTitle(u"Working"_s);
-    auto* layout = new QVBoxLayout(progressSheet);
-    progressLabel = new QLabel;
-    progressBar = new QProgressBar;
-    progressBar->setRange(0, 1);
-    progressCancelButton = new QPushButton(u"Cancel"_s);
-    layout->addWidget(progressLabel);
-    layout->addWidget(progressBar);
-    auto* row = new QHBoxLayout;
-    row->addStretch();
-    row->addWidget(progressCancelButton);
-    layout->addLayout(row);
+    progressSheet = new ProgressSheet(this, u"Working"_s);
+    progressLabel = progressSheet->label();
+    progressBar = progressSheet->progressBar();
+    progressCancelButton = progressSheet->cancelButton();
 }
 
 void MainWindow::buildResultSheet() {

@@ -4,6 +4,7 @@
 
 class AppIconImageView;
 class FTPathControl;
+class ProgressSheet;
 class QAction;
 class QDialog;
 class QLabel;
@@ -41,7 +42,7 @@ public:
     QPushButton* toggleFailuresButton = nullptr;
     QPushButton* deleteFailuresButton = nullptr;
 
-    QDialog* progressSheet = nullptr;
+    ProgressSheet* progressSheet = nullptr;
     QLabel* progressLabel = nullptr;
     QProgressBar* progressBar = nullptr;
     QPushButton* progressCancelButton = nullptr;

@@ -1,6 +1,7 @@
 #include "app/sv_kolvane_packager.h"
 
 #include "controls/checkbox_table_cell_view.h"
+#include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "packager/package_reader.h"
 #include "platform/bundle.h"
@@ -9,19 +10,15 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QCoreApplication>
-#include <QDialog>
 #include <QDragMoveEvent>
 #include <QDropEvent>
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
-#include <QThread>
 #include <QTimer>
-#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -30,10 +27,6 @@ namespace {
 const QString kSelect = u"select"_s;
 const QString kName = u"name"_s;
 constexpr int kIconSize = 32;
-
-bool onGuiThread() {
-    return QThread::currentThread() == QCoreApplication::instance()->thread();
-}
 
 void setColumnIdentifiers(QTableWidget* table, const QStringList& identifiers) {
     for (int column = 0; column < identifiers.size(); ++column) {
@@ -49,11 +42,6 @@ QString columnIdentifier(const QTableWidget* table, int column) {
 }
 
 } // namespace
-
-void SVKolvanePackager::ShowAlertPresenter::showAlert(const QString& message,
-                                                      const QString& informative) {
-    ShowAlert(message, informative);
-}
 
 SVKolvanePackager* SVKolvanePackager::sharedPackager() {
     static SVKolvanePackager* shared = nullptr;
@@ -114,24 +102,11 @@ void SVKolvanePackager::loadNib() {
 }
 
 void SVKolvanePackager::buildProgressSheet() {
-    progressSheet = new QDialog(window);
-    progressSheet->setWindowModality(Qt::WindowModal);
-    progressSheet->setWindowTitle(u"Preference Packager"_s);
-    // Only the job closes the sheet; Escape would hide it while work goes on.
-    progressSheet->setWindowFlag(Qt::WindowCloseButtonHint, false);
-    auto* layout = new QVBoxLayout(progressSheet);
-    progressLabel = new QLabel;
-    progressBar = new QProgressBar;
-    progressBar->setRange(0, 1);
-    progressCancelButton = new QPushButton(u"Cancel"_s);
-    layout->addWidget(progressLabel);
-    layout->addWidget(progressBar);
-    auto* row = new QHBoxLayout;
-    row->addStretch();
-    row->addWidget(progressCancelButton);
-    layout->addLayout(row);
+    progressSheet = new ProgressSheet(window, u"Preference Packager"_s);
+    progressLabel = progressSheet->label();
+    progressBar = progressSheet->progressBar();
+    progressCancelButton = progressSheet->cancelButton();
     connect(progressCancelButton, &QPushButton::clicked, this, [this] { progressSheet_cancel(); });
-    progressSheet->installEventFilter(this);
 }
 
 void SVKolvanePackager::awakeFromNib() {
@@ -276,37 +251,19 @@ bool SVKolvanePackager::eventFilter(QObject* watched, QEvent* event) {
         return handleDragEvent(event) || QObject::eventFilter(watched, event);
     if (watched == window && event->type() == QEvent::Close)
         windowWillClose();
-    // Escape must not close the progress sheet under a running job.
-    if (watched == progressSheet && event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape)
-        return true;
     return QObject::eventFilter(watched, event);
 }
 
 void SVKolvanePackager::showProgressSheetWithMessage(const QString& message) {
-    if (!onGuiThread()) {
-        QMetaObject::invokeMethod(
-            this, [this, message] { showProgressSheetWithMessage(message); }, Qt::QueuedConnection);
-        return;
-    }
-    progressLabel->setText(message);
-    progressBar->setRange(0, 0); // indeterminate: animates
-    progressSheet->open();
+    progressSheet->showWithMessage(message);
 }
 
 void SVKolvanePackager::closeProgressSheet() {
-    if (!onGuiThread()) {
-        QMetaObject::invokeMethod(
-            this, [this] { closeProgressSheet(); }, Qt::QueuedConnection);
-        return;
-    }
-    progressBar->setRange(0, 1);
-    progressSheet->close();
+    progressSheet->closeSheet();
 }
 
 void SVKolvanePackager::setProgressLabel(const QString& text) {
-    QMetaObject::invokeMethod(
-        this, [this, text] { progressLabel->setText(text); }, Qt::QueuedConnection);
+    progressSheet->setMessage(text);
 }
 
 void SVKolvanePackager::progressSheet_cancel() {

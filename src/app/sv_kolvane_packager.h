@@ -1,7 +1,7 @@
 #pragma once
 
+#include "controls/show_alert.h"
 #include "packager/sv_pp_item.h"
-#include "workflows/alert_presenter.h"
 
 #include <QFuture>
 #include <QList>
@@ -13,7 +13,6 @@
 #include <chrono>
 #include <memory>
 
-class QDialog;
 class QFileDialog;
 class QLabel;
 class QMimeData;
@@ -21,6 +20,7 @@ class QProgressBar;
 class QPushButton;
 class QTableWidget;
 class QWidget;
+class ProgressSheet;
 class RunningApplicationQuery;
 class SVKolvanePackager;
 
@@ -112,7 +112,7 @@ public:
     QTableWidget* applicationsTable = nullptr;
     QPushButton* createPackageButton = nullptr;
     QPushButton* deployPrefsButton = nullptr;
-    QDialog* progressSheet = nullptr;
+    ProgressSheet* progressSheet = nullptr;
     QLabel* progressLabel = nullptr;
     QProgressBar* progressBar = nullptr;
     QPushButton* progressCancelButton = nullptr;
@@ -129,13 +129,6 @@ private:
     bool handleDragEvent(QEvent* event);
     void background_createPackage(Items systemItems, Items applicationItems);
     void background_deployPreferences(Items systemItems, Items applicationItems);
-
-    // The packager core's alerts go through ShowAlert, so that they reach
-    // the GUI thread and whichever presenter is installed.
-    class ShowAlertPresenter : public AlertPresenter {
-    public:
-        void showAlert(const QString& message, const QString& informative) override;
-    };
 
     std::unique_ptr<Ui::PreferencePackager> ui_;
     std::unique_ptr<QWidget> window_;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QString>
+#include "workflows/alert_presenter.h"
 
-class AlertPresenter;
+#include <QString>
 
 // Shows an alert through the installed presenter. On the GUI thread it
 // returns when the alert is dismissed; on any other thread it queues the same
@@ -13,3 +13,12 @@ void ShowAlert(const QString& message, const QString& informative = QString());
 // one; nullptr puts back the message-box presenter. The presenter must
 // outlive its installation.
 AlertPresenter* setAlertPresenter(AlertPresenter* presenter);
+
+// Hands the workflows' alerts to ShowAlert, so that they reach the GUI thread
+// and whichever presenter is installed.
+class ShowAlertPresenter : public AlertPresenter {
+public:
+    void showAlert(const QString& message, const QString& informative) override {
+        ShowAlert(message, informative);
+    }
+};

@@ -5,6 +5,7 @@
 #include "controls/checkbox_table_cell_view.h"
 #include "controls/ft_path_control.h"
 #include "controls/panel_runner.h"
+#include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "controls/sv_list_item_view.h"
 #include "controls/sv_list_view.h"

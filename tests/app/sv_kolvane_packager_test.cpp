@@ -3,6 +3,7 @@
 
 #include "controls/checkbox_table_cell_view.h"
 #include "controls/panel_runner.h"
+#include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "fixed_domains.h"
 #include "packager/package_creator.h"
