@@ -28,6 +28,15 @@ QDBusConnection connectToServedBus(const QString& requested) {
     return QDBusConnection::connectToBus(address, name);
 }
 
+// Whether this helper serves the system bus, as every installed helper does.
+bool servesSystemBus(const QString& requested) {
+    if (!requested.isEmpty())
+        return false;
+    if (!qEnvironmentVariableIsEmpty("DBUS_STARTER_ADDRESS"))
+        return qEnvironmentVariable("DBUS_STARTER_BUS_TYPE") == u"system"_s;
+    return qEnvironmentVariableIsEmpty("SORVANE_HELPER_BUS");
+}
+
 int serve(const QString& busAddress, HelperService::Version version) {
     QDBusConnection bus = connectToServedBus(busAddress);
     if (!bus.isConnected()) {
@@ -36,8 +45,11 @@ int serve(const QString& busAddress, HelperService::Version version) {
         return 1;
     }
     HelperService service(bus, version);
-    // Read once at start-up: a caller has no say in either.
-    service.setTestHome(qEnvironmentVariable("SORVANE_HELPER_TEST_HOME"));
+    // Read once at start-up: a caller has no say in either. The sandbox home
+    // belongs to tests and the demo, on buses of their own: the helper of the
+    // system bus never takes it.
+    if (!servesSystemBus(busAddress))
+        service.setTestHome(qEnvironmentVariable("SORVANE_HELPER_TEST_HOME"));
     HelperAudit::setAuditFile(qEnvironmentVariable("SORVANE_HELPER_AUDIT_LOG"));
     if (!bus.registerVirtualObject(HelperProtocol::kObjectPath, &service) ||
         !bus.registerService(HelperProtocol::kLabel)) {

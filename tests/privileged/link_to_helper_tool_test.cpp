@@ -119,8 +119,10 @@ TEST_F(HelperLinkTest, RebootAndScriptRunThroughTheHelper) {
     installHelper();
     link_->rebootComputer();
     EXPECT_TRUE(eventually([&] { return QFileInfo::exists(rebootRecord()); }));
+    // The fake reboot may still be writing its record: wait until it has.
+    ASSERT_TRUE(eventually([&] { return QFileInfo(rebootRecord()).size() > 0; }));
     QFile record(rebootRecord());
-    ASSERT_TRUE(eventually([&] { return record.open(QIODevice::ReadOnly) && record.size() > 0; }));
+    ASSERT_TRUE(record.open(QIODevice::ReadOnly));
     EXPECT_EQ(record.readAll(), "now\n");
 
     if (!runningAsRoot()) {
