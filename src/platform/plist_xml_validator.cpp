@@ -136,18 +136,18 @@ bool PlistXmlValidator::skipProcessingInstruction() {
 }
 
 bool PlistXmlValidator::skipDoctype() {
-    int brackets = 0;
+    // As the reader takes it: the declaration ends at the first '>', unless a
+    // '[' comes first, when it ends at the first "]>"; quoted text is skipped.
     char quote = 0;
+    bool subset = false;
     for (const char* p = m_pos; p < m_end; ++p) {
         if (quote) {
             quote = *p == quote ? 0 : quote;
         } else if (*p == '"' || *p == '\'') {
             quote = *p;
         } else if (*p == '[') {
-            ++brackets;
-        } else if (*p == ']') {
-            --brackets;
-        } else if (*p == '>' && brackets <= 0) {
+            subset = true;
+        } else if (*p == '>' && (!subset || p[-1] == ']')) {
             m_pos = p + 1;
             return true;
         }
