@@ -89,10 +89,9 @@ QString DefaultsStore::pathForDomain(const QString& domain) const {
     return preferencesFolder() + u'/' + domain + u".plist"_s;
 }
 
-QStringList DefaultsStore::domains() const {
-    // Names are gathered and sorted as bytes, which for UTF-8 is code-point
-    // order, and only then turned into strings: `defaults domains` over a large
-    // folder spends most of its time here.
+std::vector<std::string> DefaultsStore::domainsUtf8() const {
+    // Sorted as bytes, which for UTF-8 is code-point order: `defaults
+    // domains` over a large folder spends most of its time here.
     std::vector<std::string> raw;
     DIR* folder = ::opendir(QFile::encodeName(preferencesFolder()).constData());
     if (!folder)
@@ -108,6 +107,11 @@ QStringList DefaultsStore::domains() const {
     }
     ::closedir(folder);
     std::sort(raw.begin(), raw.end());
+    return raw;
+}
+
+QStringList DefaultsStore::domains() const {
+    const std::vector<std::string> raw = domainsUtf8();
     QStringList names;
     names.reserve(qsizetype(raw.size()));
     for (const std::string& name : raw)

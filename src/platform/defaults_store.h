@@ -5,6 +5,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <string>
+#include <vector>
+
 // The defaults database of one home folder: every domain is a property-list
 // file `<home>/Library/Preferences/<domain>.plist`, the global domain
 // (`NSGlobalDomain`) is `.GlobalPreferences.plist`. Reads take binary, XML and
@@ -26,6 +29,8 @@ public:
 
     // Sorted domain names; hidden files (the global domain, temporary files) are not domains.
     QStringList domains() const;
+    // The same names as UTF-8 bytes, for callers that print thousands of them.
+    std::vector<std::string> domainsUtf8() const;
     bool domainExists(const QString& domain) const;
     // The domain's dictionary; an invalid value and *error when it is missing or unreadable.
     PlistValue readDomain(const QString& domain, QString* error) const;

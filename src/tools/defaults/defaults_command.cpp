@@ -4,6 +4,8 @@
 #include "platform/plist_text_format.h"
 #include "platform/plist_value.h"
 
+#include <numeric>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -20,7 +22,7 @@ DefaultsCommand::Result failure(const QString& message) {
 }
 
 DefaultsCommand::Result success(const QString& output = {}) {
-    return {0, output, {}};
+    return {0, output.toUtf8(), {}};
 }
 
 QString domainArgument(const QString& argument) {
@@ -129,7 +131,19 @@ DefaultsCommand::Result DefaultsCommand::run(const QString& homeFolder,
 }
 
 DefaultsCommand::Result DefaultsCommand::domains(const DefaultsStore& store) {
-    return success(store.domains().join(u", "_s) + u'\n');
+    // Joined as bytes: over thousands of domains every conversion shows.
+    const std::vector<std::string> names = store.domainsUtf8();
+    DefaultsCommand::Result result;
+    result.output.reserve(std::accumulate(
+        names.cbegin(), names.cend(), qsizetype(1),
+        [](qsizetype size, const std::string& name) { return size + qsizetype(name.size()) + 2; }));
+    for (const std::string& name : names) {
+        if (!result.output.isEmpty())
+            result.output += ", ";
+        result.output.append(name.data(), qsizetype(name.size()));
+    }
+    result.output += '\n';
+    return result;
 }
 
 DefaultsCommand::Result DefaultsCommand::read(const DefaultsStore& store,

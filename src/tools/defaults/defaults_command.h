@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -16,7 +17,7 @@ class DefaultsCommand {
 public:
     struct Result {
         int exitCode = 0;
-        QString output;
+        QByteArray output; // UTF-8
         QString error;
     };
 

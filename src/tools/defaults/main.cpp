@@ -6,8 +6,7 @@
 
 namespace {
 
-void print(FILE* stream, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
+void print(FILE* stream, const QByteArray& bytes) {
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
 }
 
@@ -21,6 +20,6 @@ int main(int argc, char** argv) {
     const DefaultsCommand::Result result =
         DefaultsCommand::run(QString::fromLocal8Bit(qgetenv("HOME")), arguments);
     print(stdout, result.output);
-    print(stderr, result.error);
+    print(stderr, result.error.toUtf8());
     return result.exitCode;
 }
