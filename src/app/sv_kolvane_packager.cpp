@@ -9,7 +9,6 @@
 
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QCoreApplication>
 #include <QDragMoveEvent>
 #include <QDropEvent>
 #include <QHeaderView>
@@ -44,13 +43,10 @@ QString columnIdentifier(const QTableWidget* table, int column) {
 } // namespace
 
 SVKolvanePackager* SVKolvanePackager::sharedPackager() {
-    static SVKolvanePackager* shared = nullptr;
-    if (!shared) {
-        // Deliberately never released: the creation window keeps its ticks
-        // and dropped applications for the life of the application.
-        shared = new SVKolvanePackager();
-        shared->setParent(QCoreApplication::instance());
-    }
+    // Deliberately never released: the creation window keeps its ticks and
+    // dropped applications for the life of the application, and its widgets
+    // must not outlive the application object in a destructor of their own.
+    static SVKolvanePackager* const shared = new SVKolvanePackager();
     return shared;
 }
 

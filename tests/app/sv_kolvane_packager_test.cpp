@@ -310,6 +310,25 @@ TEST_F(PackagerWindow, PackageFilesOpenInOrderAndLeaveWhenTheirWindowsClose) {
     EXPECT_EQ(delegate.unpackagers->at(0)->systemSettings.at(0)->displayName(), u"Second"_s);
 }
 
+TEST_F(PackagerWindow, TheMenuOpensTheOneSharedCreationWindow) {
+    RecordingHelper helper;
+    RecordingDefaultsRunner defaults;
+    FixedDomains domains;
+    AppDelegate delegate(AppServices{helper, defaults, domains, running});
+    delegate.openPreferencePackager();
+    SVKolvanePackager* shared = SVKolvanePackager::sharedPackager();
+    EXPECT_FALSE(shared->deploymentMode);
+    EXPECT_TRUE(shared->window->isVisible());
+    EXPECT_EQ(shared->delegate, nullptr);
+
+    shared->window->close();
+    delegate.openPreferencePackager();
+    EXPECT_EQ(SVKolvanePackager::sharedPackager(), shared);
+    EXPECT_TRUE(shared->window->isVisible());
+    EXPECT_FALSE(delegate.unpackagers.has_value());
+    shared->window->close();
+}
+
 TEST_F(PackagerWindow, ACancelledDeployPanelOpensNothing) {
     RecordingHelper helper;
     RecordingDefaultsRunner defaults;
