@@ -2,6 +2,7 @@
 #include "platform/application_instance.h"
 #include "platform/defaults_store.h"
 
+#include "package_items.h"
 #include "private_bus.h"
 #include "recording_services.h"
 #include "sandbox.h"
@@ -45,14 +46,11 @@ protected:
         settings.insert(u"autohide"_s, PlistValue::fromBool(true));
         EXPECT_TRUE(
             DefaultsStore(sandbox.home()).writeDomain(u"com.example.dock"_s, settings, nullptr));
-        auto item = std::make_shared<SVPPItem>();
-        item->setDisplayName(u"Dock"_s);
-        item->addDomain(u"com.example.dock"_s);
-        item->setEnabled(true);
         std::atomic<bool> cancel{false};
         RecordingAlerts alerts;
         PackageCreator creator(&cancel, alerts);
-        const auto bytes = creator.background_createPackage({item}, {});
+        const auto bytes = creator.background_createPackage(
+            {tickedComponent(u"Dock"_s, {u"com.example.dock"_s})}, {});
         const QUrl url = QUrl::fromLocalFile(sandbox.path() + u"/Dock.Kolvane2"_s);
         EXPECT_TRUE(bytes && PackageCreator::writePackageFile(*bytes, url, alerts));
         return url;

@@ -6,6 +6,7 @@
 #include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "fixed_domains.h"
+#include "package_items.h"
 #include "packager/package_creator.h"
 #include "packager/package_reader.h"
 #include "platform/defaults_store.h"
@@ -34,14 +35,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using Items = SVKolvanePackager::Items;
-
-std::shared_ptr<SVPPItem> tickedComponent(const QString& name, const QString& domain) {
-    auto item = std::make_shared<SVPPItem>();
-    item->setDisplayName(name);
-    item->addDomain(domain);
-    item->setEnabled(true);
-    return item;
-}
 
 // Keeps the GUI thread turning until the condition holds or time runs out.
 bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000) {
@@ -75,20 +68,15 @@ protected:
     QUrl makePackage(const QString& fileName, const QString& component,
                      const QStringList& domains) {
         const DefaultsStore store(sandbox.home());
-        Items items;
-        auto item = std::make_shared<SVPPItem>();
-        item->setDisplayName(component);
-        item->setEnabled(true);
         for (const QString& domain : domains) {
             PlistValue value = PlistValue::dictionary();
             value.insert(u"key"_s, PlistValue::fromString(domain));
             EXPECT_TRUE(store.writeDomain(domain, value, nullptr));
-            item->addDomain(domain);
         }
-        items.append(item);
         std::atomic<bool> cancel{false};
         PackageCreator creator(&cancel, alerts);
-        const auto bytes = creator.background_createPackage(items, {});
+        const auto bytes =
+            creator.background_createPackage({tickedComponent(component, domains)}, {});
         EXPECT_TRUE(bytes.has_value());
         const QUrl url = QUrl::fromLocalFile(sandbox.path() + u'/' + fileName);
         EXPECT_TRUE(PackageCreator::writePackageFile(bytes.value_or(QByteArray()), url, alerts));
@@ -256,7 +244,7 @@ TEST_F(PackagerWindow, CreatePackageSavesWhereThePanelSaysInTheRememberedType) {
         DefaultsStore(sandbox.home()).writeDomain(u"com.example.dock"_s, settings, nullptr));
 
     SVKolvanePackager packager;
-    packager.systemSettings = {tickedComponent(u"Dock"_s, u"com.example.dock"_s)};
+    packager.systemSettings = {tickedComponent(u"Dock"_s, {u"com.example.dock"_s})};
     const QString target = sandbox.path() + u"/Saved.Kolvane2"_s;
     QString filterAtOpening;
     QString suffixAtOpening;
@@ -388,8 +376,8 @@ TEST_F(PackagerWindow, CancelLeavesTheSheetUpUntilTheJobChecks) {
     const auto restore = qScopeGuard([] { qunsetenv("SORVANE_DEFAULTS_TOOL"); });
 
     SVKolvanePackager packager;
-    packager.systemSettings = {tickedComponent(u"One"_s, u"com.example.one"_s),
-                               tickedComponent(u"Two"_s, u"com.example.two"_s)};
+    packager.systemSettings = {tickedComponent(u"One"_s, {u"com.example.one"_s}),
+                               tickedComponent(u"Two"_s, {u"com.example.two"_s})};
     packager.createPackage();
     ASSERT_TRUE(waitFor([&] { return packager.progressSheet->isVisible(); }));
     packager.progressCancelButton->click();

@@ -5,6 +5,7 @@
 #include "platform/tool_locations.h"
 
 #include "log_capture.h"
+#include "package_items.h"
 #include "recording_services.h"
 #include "sandbox.h"
 
@@ -56,24 +57,6 @@ protected:
 
     void TearDown() override { SVKnownApp::unloadKnownAppData(); }
 
-    std::shared_ptr<SVPPItem> component(const QString& name, const QStringList& domains) {
-        auto item = std::make_shared<SVPPItem>();
-        item->setDisplayName(name);
-        for (const QString& domain : domains)
-            item->addDomain(domain);
-        item->setEnabled(true);
-        return item;
-    }
-
-    std::shared_ptr<SVPPItem> application(const QString& name, const QString& id) {
-        auto item = component(name, {id});
-        item->setAppId(id);
-        QImage icon(128, 128, QImage::Format_ARGB32);
-        icon.fill(Qt::red);
-        item->setIcon(icon);
-        return item;
-    }
-
     void knownApps(const QByteArray& xml) {
         const QString path = sandbox.makeFile(sandbox.path() + u"/AppData.xml"_s, xml);
         SVKnownApp::loadKnownAppDataFromFile(path);
@@ -100,8 +83,8 @@ TEST_F(PackageRoundTrip, CapturedDomainsAndFilesComeBackWithTheirTypes) {
         return texts;
     }();
 
-    const Items system = {component(u"Dock"_s, {domains[0], domains[1]})};
-    const Items apps = {application(u"Editor"_s, domains[2])};
+    const Items system = {tickedComponent(u"Dock"_s, {domains[0], domains[1]})};
+    const Items apps = {tickedApplication(u"Editor"_s, domains[2])};
     PackageCreator creator(&shouldCancel, alerts);
     const auto bytes = creator.background_createPackage(system, apps);
     ASSERT_TRUE(bytes);
@@ -138,7 +121,7 @@ TEST_F(PackageRoundTrip, MissingDomainIsLeftOutWithoutALogLine) {
     LogCapture log;
     EXPECT_FALSE(creator.plistForDomain(u"com.example.absent"_s));
     const auto record = creator.packagedPrefsForComponent(
-        *component(u"Mixed"_s, {u"com.example.absent"_s, u"com.example.here"_s}));
+        *tickedComponent(u"Mixed"_s, {u"com.example.absent"_s, u"com.example.here"_s}));
     ASSERT_TRUE(record);
     EXPECT_EQ(record->value(u"prefs"_s).toMap().keys(), QStringList{u"com.example.here"_s});
     EXPECT_EQ(record->value(u"description"_s).toString(), u""_s);
@@ -150,8 +133,8 @@ TEST_F(PackageRoundTrip, NothingCapturedIsReportedAndFilesAloneMakeNoRecord) {
     knownApps("<applist><app id=\"com.example.Gone\"><path>~/Library/Editor/state.db</path>"
               "</app></applist>");
     PackageCreator creator(&shouldCancel, alerts);
-    EXPECT_FALSE(creator.background_createPackage({component(u"Empty"_s, {})},
-                                                  {application(u"Gone"_s, u"com.example.Gone"_s)}));
+    EXPECT_FALSE(creator.background_createPackage(
+        {tickedComponent(u"Empty"_s, {})}, {tickedApplication(u"Gone"_s, u"com.example.Gone"_s)}));
     ASSERT_EQ(alerts.shown.size(), 1);
     EXPECT_EQ(alerts.shown[0].first, u"Package Could Not Be Created"_s);
     EXPECT_EQ(alerts.shown[0].second, u"No content could be packaged."_s);
@@ -159,7 +142,7 @@ TEST_F(PackageRoundTrip, NothingCapturedIsReportedAndFilesAloneMakeNoRecord) {
 
 TEST_F(PackageRoundTrip, RecordWithoutIdentifierIsCutOffAfterTheName) {
     runDefaults({u"write"_s, u"com.example.NoId"_s, kTyped});
-    auto item = application(u"NoId"_s, u"com.example.NoId"_s);
+    auto item = tickedApplication(u"NoId"_s, u"com.example.NoId"_s);
     item->setAppId(QString());
     PackageCreator creator(&shouldCancel, alerts);
     const auto record = creator.packagedPrefsForApplication(*item);
@@ -196,7 +179,7 @@ TEST_F(PackageRoundTrip, CancelDuringTheFirstCaptureEndsTheRunningDefaults) {
         shouldCancel = true;
     });
     const auto bytes =
-        creator.background_createPackage({component(u"Dock"_s, {u"a"_s, u"b"_s})}, {});
+        creator.background_createPackage({tickedComponent(u"Dock"_s, {u"a"_s, u"b"_s})}, {});
     canceller.join();
     qunsetenv("SORVANE_DEFAULTS_TOOL");
     EXPECT_FALSE(bytes);
@@ -223,12 +206,12 @@ TEST_F(PackageRoundTrip, SecondDeploymentAfterACancelWritesAtMostOneDomain) {
 }
 
 TEST_F(PackageRoundTrip, OnlyTheFirstTickedRunningApplicationIsNamed) {
-    auto unticked = application(u"Quiet"_s, u"com.example.Quiet"_s);
+    auto unticked = tickedApplication(u"Quiet"_s, u"com.example.Quiet"_s);
     unticked->setEnabled(false);
     running.answers = {true, true};
     PackageDeployer deployer(&shouldCancel, alerts, running);
     EXPECT_FALSE(deployer.promptUserToQuitApplications(
-        {unticked, application(u"Busy"_s, u"b"_s), application(u"Other"_s, u"o"_s)}));
+        {unticked, tickedApplication(u"Busy"_s, u"b"_s), tickedApplication(u"Other"_s, u"o"_s)}));
     EXPECT_EQ(running.asked, 1);
     ASSERT_EQ(alerts.shown.size(), 1);
     EXPECT_EQ(alerts.shown[0].second,

@@ -32,9 +32,9 @@ protected:
         sandbox.makeFile(sandbox.homePath(u"Library/Editor/state.db"_s), "state");
         knownApps("<applist><app id=\"com.example.Editor\"><path>~/Library/Editor/state.db</path>"
                   "</app></applist>");
-        const QByteArray bytes =
-            createPackage({component(u"One"_s, {domains[0]}), component(u"Two"_s, {domains[1]})},
-                          {application(u"Editor"_s, domains[2])});
+        const QByteArray bytes = createPackage(
+            {tickedComponent(u"One"_s, {domains[0]}), tickedComponent(u"Two"_s, {domains[1]})},
+            {tickedApplication(u"Editor"_s, domains[2])});
         const QString file = sandbox.makeFile(sandbox.path() + u"/Team.Kolvane2"_s, bytes);
         for (const QString& domain : domains)
             runDefaults({u"delete"_s, domain});

@@ -63,8 +63,8 @@ class BrokenPackages : public SelfDeployingFixture,
 TEST_P(BrokenPackages, ExitWithOneLineAndTouchNothing) {
     const BrokenPackage& row = GetParam();
     runDefaults({u"write"_s, u"com.example.kept"_s, u"{ a = b; }"_s});
-    const QString bundle =
-        assemble(createPackage({component(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Broken"_s);
+    const QString bundle = assemble(
+        createPackage({tickedComponent(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Broken"_s);
     ASSERT_FALSE(bundle.isEmpty());
     const QString embedded = bundle + u"/Contents/Resources/Package.Kolvane2"_s;
     QFile::remove(embedded);
@@ -127,8 +127,8 @@ class CommandLines : public SelfDeployingFixture,
 TEST_P(CommandLines, AnswerWithTheirExitStatusAndDeployNothing) {
     const CommandLine& row = GetParam();
     runDefaults({u"write"_s, u"com.example.kept"_s, u"{ a = b; }"_s});
-    const QString bundle =
-        assemble(createPackage({component(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Cmd"_s);
+    const QString bundle = assemble(
+        createPackage({tickedComponent(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Cmd"_s);
     ASSERT_FALSE(bundle.isEmpty());
     runDefaults({u"delete"_s, u"com.example.kept"_s});
 

@@ -26,26 +26,6 @@ QString SelfDeployingFixture::runDefaults(const QStringList& arguments) const {
     return QString::fromUtf8(process.readAllStandardOutput());
 }
 
-std::shared_ptr<SVPPItem> SelfDeployingFixture::component(const QString& name,
-                                                          const QStringList& domains) const {
-    auto item = std::make_shared<SVPPItem>();
-    item->setDisplayName(name);
-    for (const QString& domain : domains)
-        item->addDomain(domain);
-    item->setEnabled(true);
-    return item;
-}
-
-std::shared_ptr<SVPPItem> SelfDeployingFixture::application(const QString& name,
-                                                            const QString& id) const {
-    auto item = component(name, {id});
-    item->setAppId(id);
-    QImage icon(64, 64, QImage::Format_ARGB32);
-    icon.fill(Qt::darkGreen);
-    item->setIcon(icon);
-    return item;
-}
-
 void SelfDeployingFixture::knownApps(const QByteArray& xml) const {
     SVKnownApp::loadKnownAppDataFromFile(sandbox.makeFile(sandbox.path() + u"/AppData.xml"_s, xml));
 }

@@ -2,6 +2,7 @@
 
 #include "packager/sv_pp_item.h"
 
+#include "package_items.h"
 #include "recording_services.h"
 #include "sandbox.h"
 
@@ -39,8 +40,6 @@ protected:
 
     // Sorvane's defaults program with the sandbox as home; its standard output.
     QString runDefaults(const QStringList& arguments) const;
-    std::shared_ptr<SVPPItem> component(const QString& name, const QStringList& domains) const;
-    std::shared_ptr<SVPPItem> application(const QString& name, const QString& id) const;
     // Loads a known-applications catalogue written into the sandbox.
     void knownApps(const QByteArray& xml) const;
     // The captured package of the items; fails the test when nothing came out.

@@ -63,9 +63,9 @@ protected:
             "<applist><app id=\"com.example.Editor\"><domain>com.example.Editor.extra</domain>"
             "<path>~/Library/Editor/state.db</path><path>~/Library/Editor/Styles</path>"
             "<path>/shared/team.cfg</path></app></applist>");
-        return createPackage(
-            {component(u"Dock"_s, systemDomains)},
-            {application(u"Editor"_s, editorDomains[0]), application(u"Viewer"_s, viewerDomain)});
+        return createPackage({tickedComponent(u"Dock"_s, systemDomains)},
+                             {tickedApplication(u"Editor"_s, editorDomains[0]),
+                              tickedApplication(u"Viewer"_s, viewerDomain)});
     }
 
     void removeEverything() {
@@ -131,9 +131,10 @@ TEST_F(SelfDeployingRoundTrip, ListingPrintsTheContentsAndChangesNothing) {
     sandbox.makeFile(sandbox.homePath(u"Library/Editor/state.db"_s), stateBytes);
     knownApps("<applist><app id=\"com.example.Editor\"><path>~/Library/Editor/state.db</path>"
               "</app></applist>");
-    const QString bundle = assemble(createPackage({component(u"Dock"_s, systemDomains)},
-                                                  {application(u"Editor"_s, editorDomains[0])}),
-                                    u"Team Settings"_s);
+    const QString bundle =
+        assemble(createPackage({tickedComponent(u"Dock"_s, systemDomains)},
+                               {tickedApplication(u"Editor"_s, editorDomains[0])}),
+                 u"Team Settings"_s);
     ASSERT_FALSE(bundle.isEmpty());
     // What the listing must not bring back.
     runDefaults({u"delete"_s, systemDomains[1]});
@@ -177,7 +178,7 @@ TEST_F(SelfDeployingRoundTrip, WithoutItsDefaultsProgramTheDomainsAreReportedAsP
 TEST_F(SelfDeployingRoundTrip, ARunningApplicationStopsTheDeploymentBeforeAnyWrite) {
     runDefaults({u"write"_s, editorDomains[0], typedSettings(31)});
     const QString bundle =
-        assemble(createPackage({}, {application(u"Editor"_s, editorDomains[0])}), u"Mine"_s);
+        assemble(createPackage({}, {tickedApplication(u"Editor"_s, editorDomains[0])}), u"Mine"_s);
     ASSERT_FALSE(bundle.isEmpty());
     runDefaults({u"delete"_s, editorDomains[0]});
     // A copy of sleep inside a bundle with the editor's identifier is the
