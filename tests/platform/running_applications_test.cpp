@@ -31,20 +31,23 @@ TEST(RunningApplications, SeesAProcessRunningInsideABundleUntilItEnds) {
     sandbox.makeFile(
         bundlePath + u"/Contents/Info.plist"_s,
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-        "<key>CFBundleIdentifier</key><string>com.example.tool</string></dict></plist>");
+        "<key>CFBundleIdentifier</key><string>com.example.sleeper</string></dict></plist>");
     QProcess process;
     process.start(program, {u"30"_s});
     ASSERT_TRUE(process.waitForStarted());
     EXPECT_TRUE(RunningApplications::runningBundlePaths().contains(bundlePath));
-    EXPECT_EQ(RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.tool"_s),
-              QStringList{bundlePath});
-    EXPECT_TRUE(RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.TOOL"_s)
-                    .isEmpty());
+    EXPECT_EQ(
+        RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.sleeper"_s),
+        QStringList{bundlePath});
+    EXPECT_TRUE(
+        RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.SLEEPER"_s)
+            .isEmpty());
     process.kill();
     process.waitForFinished();
     EXPECT_FALSE(RunningApplications::runningBundlePaths().contains(bundlePath));
-    EXPECT_TRUE(RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.tool"_s)
-                    .isEmpty());
+    EXPECT_TRUE(
+        RunningApplications::runningApplicationsWithBundleIdentifier(u"com.example.sleeper"_s)
+            .isEmpty());
 }
 
 TEST(FileRemover, RemovesFilesFoldersAndLinksWithoutFollowingThem) {

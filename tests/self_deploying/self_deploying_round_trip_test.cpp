@@ -176,17 +176,20 @@ TEST_F(SelfDeployingRoundTrip, WithoutItsDefaultsProgramTheDomainsAreReportedAsP
 }
 
 TEST_F(SelfDeployingRoundTrip, ARunningApplicationStopsTheDeploymentBeforeAnyWrite) {
-    runDefaults({u"write"_s, editorDomains[0], typedSettings(31)});
+    // Every test on the machine sees a running process, so this application
+    // has an identifier no other test uses.
+    const QString sketcher = u"com.example.Sketcher"_s;
+    runDefaults({u"write"_s, sketcher, typedSettings(31)});
     const QString bundle =
-        assemble(createPackage({}, {tickedApplication(u"Editor"_s, editorDomains[0])}), u"Mine"_s);
+        assemble(createPackage({}, {tickedApplication(u"Sketcher"_s, sketcher)}), u"Mine"_s);
     ASSERT_FALSE(bundle.isEmpty());
-    runDefaults({u"delete"_s, editorDomains[0]});
-    // A copy of sleep inside a bundle with the editor's identifier is the
-    // running editor.
-    const QString editor = testbundles::makeBundle(sandbox.path() + u"/Apps/Editor.app"_s,
-                                                   {{u"CFBundleIdentifier"_s, editorDomains[0]}});
-    const QString program = editor + u"/Contents/MacOS/Editor"_s;
-    QDir().mkpath(editor + u"/Contents/MacOS"_s);
+    runDefaults({u"delete"_s, sketcher});
+    // A copy of sleep inside a bundle with the sketcher's identifier is the
+    // running sketcher.
+    const QString app = testbundles::makeBundle(sandbox.path() + u"/Apps/Sketcher.app"_s,
+                                                {{u"CFBundleIdentifier"_s, sketcher}});
+    const QString program = app + u"/Contents/MacOS/Sketcher"_s;
+    QDir().mkpath(app + u"/Contents/MacOS"_s);
     ASSERT_TRUE(QFile::copy(u"/bin/sleep"_s, program));
     QProcess sleeper;
     sleeper.start(program, {u"60"_s});
@@ -197,10 +200,10 @@ TEST_F(SelfDeployingRoundTrip, ARunningApplicationStopsTheDeploymentBeforeAnyWri
     sleeper.waitForFinished();
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.errLines(),
-              QStringList{u"sorvane-deploy: Application Running: Please quit Editor. While the "
+              QStringList{u"sorvane-deploy: Application Running: Please quit Sketcher. While the "
                           u"application is running, its preferences are stored in memory and "
                           u"replacing them will not have the desired effect."_s});
-    EXPECT_TRUE(runDefaults({u"read"_s, editorDomains[0]}).isEmpty());
+    EXPECT_TRUE(runDefaults({u"read"_s, sketcher}).isEmpty());
 }
 
 } // namespace

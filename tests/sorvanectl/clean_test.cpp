@@ -12,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString kApp = u"Applications/Tool.app"_s;
+const QString kRunner = u"Applications/Runner.app"_s;
 
 PlistValue toolSettings() {
     PlistValue list = PlistValue::array();
@@ -145,17 +146,20 @@ TEST(Clean, TextReportsEachItemAndTheSummary) {
     EXPECT_FALSE(run.out.contains(u"still there"_s));
 }
 
-// A process whose program lies inside the bundle: the application runs.
-class RunningTool {
+// A process whose program lies inside the bundle: the application runs. Every
+// test on the machine sees it, so its bundle has an identifier of its own.
+class RunningApp {
 public:
-    explicit RunningTool(const CtlWorld& world) {
-        const QString program = world.homePath(kApp + u"/Contents/MacOS/Tool"_s);
+    explicit RunningApp(const CtlWorld& world) {
+        world.makeApp(u"Runner.app"_s, u"com.example.runner"_s);
+        world.writeDomain(u"com.example.runner"_s, toolSettings());
+        const QString program = world.homePath(kRunner + u"/Contents/MacOS/Runner"_s);
         QDir().mkpath(QFileInfo(program).path());
         QFile::copy(u"/bin/sleep"_s, program);
         process_.start(program, {u"30"_s});
         process_.waitForStarted();
     }
-    ~RunningTool() {
+    ~RunningApp() {
         process_.kill();
         process_.waitForFinished();
     }
@@ -166,23 +170,22 @@ private:
 
 TEST(Clean, IsRefusedWhileTheApplicationRunsAndWritesNoBackup) {
     CtlWorld world;
-    makeToolWorld(world);
-    const RunningTool running(world);
+    const RunningApp running(world);
     const auto before = world.snapshot();
     const QString backup = world.homePath(u"undo.Kolvane2"_s);
     for (const QStringList& extra : {QStringList{}, QStringList{u"--backup"_s, backup}}) {
         const CtlRun run =
-            world.run(QStringList{u"clean"_s} + extra + QStringList{world.homePath(kApp)});
+            world.run(QStringList{u"clean"_s} + extra + QStringList{world.homePath(kRunner)});
         EXPECT_EQ(run.status, 1);
         // This sandbox has no helper: that is said first, then the refusal.
         ASSERT_EQ(run.errLines().size(), 2) << qPrintable(run.err);
         EXPECT_TRUE(run.errLines().at(0).contains(u"helper is not reachable"_s));
         EXPECT_TRUE(run.errLines().at(1).startsWith(
-            u"sorvanectl: Application Running: Please quit Tool before deleting its preferences."_s))
+            u"sorvanectl: Application Running: Please quit Runner before deleting its preferences."_s))
             << qPrintable(run.err);
         EXPECT_EQ(world.snapshot(), before);
     }
-    const CtlRun dry = world.runJson({u"clean"_s, u"--dry-run"_s, world.homePath(kApp)});
+    const CtlRun dry = world.runJson({u"clean"_s, u"--dry-run"_s, world.homePath(kRunner)});
     EXPECT_EQ(dry.status, 0);
     EXPECT_TRUE(dry.json[u"running"_s].toBool());
 }
