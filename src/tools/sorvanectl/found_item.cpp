@@ -2,6 +2,8 @@
 
 #include "workflows/application_search.h"
 
+#include <array>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -12,6 +14,22 @@ QList<FoundItem> files(const QList<QUrl>& urls, const QList<MatchReason>& reason
         items.append({urls.at(i).toLocalFile(), std::nullopt, reasons.value(i)});
     return items;
 }
+
+// The JSON kind and the text of each reason, in the order of MatchReason::Kind.
+struct ReasonNames {
+    QStringView kind;
+    QStringView text;
+};
+constexpr std::array reasonNames{
+    ReasonNames{u"identifier", u"bundle identifier \"%1\""},
+    ReasonNames{u"name", u"application name \"%1\""},
+    ReasonNames{u"suffix", u"application name less the suffix word \"%1\""},
+    ReasonNames{u"savedState", u"saved state of \"%1\""},
+    ReasonNames{u"cataloguePath", u"catalogue path \"%1\""},
+    ReasonNames{u"catalogueSearch", u"catalogue search \"%1\""},
+    ReasonNames{u"catalogueDomain", u"catalogue domain \"%1\""},
+};
+static_assert(reasonNames.size() == static_cast<size_t>(MatchReason::Kind::CatalogueDomain) + 1);
 
 } // namespace
 
@@ -47,51 +65,12 @@ QString FoundItem::levelName(qint32 authLevel) {
 }
 
 QString FoundItem::kindName(MatchReason::Kind kind) {
-    switch (kind) {
-    case MatchReason::Kind::Identifier:
-        return u"identifier"_s;
-    case MatchReason::Kind::Name:
-        return u"name"_s;
-    case MatchReason::Kind::SuffixWord:
-        return u"suffix"_s;
-    case MatchReason::Kind::SavedState:
-        return u"savedState"_s;
-    case MatchReason::Kind::CataloguePath:
-        return u"cataloguePath"_s;
-    case MatchReason::Kind::CatalogueSearch:
-        return u"catalogueSearch"_s;
-    case MatchReason::Kind::CatalogueDomain:
-        break;
-    }
-    return u"catalogueDomain"_s;
+    return reasonNames.at(static_cast<size_t>(kind)).kind.toString();
 }
 
 QString FoundItem::reasonText(const MatchReason& reason) {
-    QString text;
-    switch (reason.kind) {
-    case MatchReason::Kind::Identifier:
-        text = u"bundle identifier \"%1\""_s;
-        break;
-    case MatchReason::Kind::Name:
-        text = u"application name \"%1\""_s;
-        break;
-    case MatchReason::Kind::SuffixWord:
-        text = u"application name less the suffix word \"%1\""_s;
-        break;
-    case MatchReason::Kind::SavedState:
-        text = u"saved state of \"%1\""_s;
-        break;
-    case MatchReason::Kind::CataloguePath:
-        text = u"catalogue path \"%1\""_s;
-        break;
-    case MatchReason::Kind::CatalogueSearch:
-        text = u"catalogue search \"%1\""_s;
-        break;
-    case MatchReason::Kind::CatalogueDomain:
-        text = u"catalogue domain \"%1\""_s;
-        break;
-    }
-    text = text.arg(reason.detail);
+    QString text =
+        reasonNames.at(static_cast<size_t>(reason.kind)).text.toString().arg(reason.detail);
     if (reason.inContainer)
         text += u", in the application's container"_s;
     return text;
