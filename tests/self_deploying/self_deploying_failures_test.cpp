@@ -57,20 +57,30 @@ const BrokenPackage kBrokenPackages[] = {
      "No Settings Found: No settings could be extracted from the PreferencePackage file.", false},
 };
 
-class BrokenPackages : public SelfDeployingFixture,
+// A self-deploying application packing com.example.kept, whose domain is then
+// removed: whatever the program does not deploy stays absent.
+class KeptDomainBundle : public SelfDeployingFixture {
+protected:
+    QString keptBundle(const QString& name) {
+        runDefaults({u"write"_s, u"com.example.kept"_s, u"{ a = b; }"_s});
+        const QString bundle = assemble(
+            createPackage({tickedComponent(u"Kept"_s, {u"com.example.kept"_s})}, {}), name);
+        runDefaults({u"delete"_s, u"com.example.kept"_s});
+        return bundle;
+    }
+};
+
+class BrokenPackages : public KeptDomainBundle,
                        public ::testing::WithParamInterface<BrokenPackage> {};
 
 TEST_P(BrokenPackages, ExitWithOneLineAndTouchNothing) {
     const BrokenPackage& row = GetParam();
-    runDefaults({u"write"_s, u"com.example.kept"_s, u"{ a = b; }"_s});
-    const QString bundle = assemble(
-        createPackage({tickedComponent(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Broken"_s);
+    const QString bundle = keptBundle(u"Broken"_s);
     ASSERT_FALSE(bundle.isEmpty());
     const QString embedded = bundle + u"/Contents/Resources/Package.Kolvane2"_s;
     QFile::remove(embedded);
     if (!row.removed)
         sandbox.makeFile(embedded, row.bytes());
-    runDefaults({u"delete"_s, u"com.example.kept"_s});
     const auto before = homeSnapshot();
 
     for (const QStringList& arguments : {QStringList(), QStringList{u"--list"_s}}) {
@@ -121,16 +131,12 @@ const CommandLine kCommandLines[] = {
      "sorvane-deploy: unexpected argument: Package.Kolvane2\nUsage: "},
 };
 
-class CommandLines : public SelfDeployingFixture,
-                     public ::testing::WithParamInterface<CommandLine> {};
+class CommandLines : public KeptDomainBundle, public ::testing::WithParamInterface<CommandLine> {};
 
 TEST_P(CommandLines, AnswerWithTheirExitStatusAndDeployNothing) {
     const CommandLine& row = GetParam();
-    runDefaults({u"write"_s, u"com.example.kept"_s, u"{ a = b; }"_s});
-    const QString bundle = assemble(
-        createPackage({tickedComponent(u"Kept"_s, {u"com.example.kept"_s})}, {}), u"Cmd"_s);
+    const QString bundle = keptBundle(u"Cmd"_s);
     ASSERT_FALSE(bundle.isEmpty());
-    runDefaults({u"delete"_s, u"com.example.kept"_s});
 
     const DeployRun run = runDeploy(bundle, row.arguments);
     EXPECT_EQ(run.exitCode, row.exitCode);
