@@ -20,6 +20,8 @@ PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins
     # binary and XML property lists
     libplist-dev
+    # desktop entries (GKeyFile)
+    libglib2.0-dev
     # tests: GoogleTest, GoogleMock, Google Benchmark, a private D-Bus with a
     # fake polkit, fuzzing sanitizers, packing tools
     libgtest-dev libgmock-dev libbenchmark-dev dbus-daemon python3-dbus python3-dbusmock

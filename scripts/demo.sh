@@ -31,7 +31,7 @@ cat > "$DEMO/bus/bus.conf" <<CONF
 </busconfig>
 CONF
 
-export HOME="$DEMO/home" SORVANE_SYSTEM_ROOT="$DEMO/system"
+export HOME="$DEMO/home" SORVANE_SYSTEM_ROOT="$DEMO/system" SORVANE_SETTINGS=macos
 export SORVANE_REBOOT_TOOL=/bin/true SORVANE_PKEXEC_TOOL=/bin/false
 export SORVANE_HELPER_PREFIX="$DEMO/prefix"
 # The sandbox home is not in the user database: the helper is told at start-up

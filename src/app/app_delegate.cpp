@@ -3,17 +3,19 @@
 #include "app/main_window.h"
 #include "catalogues/sv_known_app.h"
 #include "controls/app_icon_image_view.h"
+#include "controls/application_chooser.h"
 #include "controls/ft_path_control.h"
 #include "controls/panel_runner.h"
 #include "controls/show_alert.h"
 #include "controls/sv_list_view.h"
+#include "linux/linux_file_search.h"
 #include "platform/bundle.h"
 #include "platform/file_icons.h"
 #include "platform/workspace.h"
 #include "privileged/link_to_helper_tool.h"
-#include "search/sv_defaults_tool.h"
 #include "util/logging.h"
 #include "util/path_utils.h"
+#include "workflows/settings_system.h"
 
 #include <QAction>
 #include <QApplication>
@@ -33,10 +35,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 AppDelegate* sharedDelegate = nullptr;
-
-bool hasAppExtension(const QUrl& url) {
-    return sv::pathExtension(url.toLocalFile()).compare(u"app"_s, Qt::CaseInsensitive) == 0;
-}
 } // namespace
 
 AppDelegate::AppDelegate(const AppServices& services, QObject* parent)
@@ -83,7 +81,11 @@ void AppDelegate::connectOutlets() {
     app_pathControl->connectProperActionsTo(this);
     app_pathControl->awakeFromNib();
     app_iconView->setDelegate(this);
-    app_iconView->setIconProvider(&FileIcons::iconForFile);
+    app_iconView->setIconProvider([this](const QString& path) {
+        const QUrl url = QUrl::fromLocalFile(path);
+        return isApplicationUrl(url) ? services_.system.iconForApplication(url, 128)
+                                     : FileIcons::iconForFile(path);
+    });
     for (SVListView* list :
          {appDefaultsDomainsListView, appAdditionalPrefsFilesListView, appCachesListView})
         list->setDelegate(this);
@@ -135,7 +137,6 @@ void AppDelegate::applicationDidFinishLaunching() {
         QApplication::setWindowIcon(icon);
     app_nameLabel->setText(QString());
     app_BundleIdentifierLabel->setText(QString());
-    SVDefaultsTool::sharedTool();
     taskMasters.emplace();
     SVKnownApp::loadKnownAppData();
     osComponents = SVOSComponent::loadData().value_or(QList<SVOSComponent>());
@@ -209,15 +210,32 @@ void AppDelegate::taskMasterFinished(SVTaskMaster* taskMaster) {
         Qt::QueuedConnection);
 }
 
-void AppDelegate::configureApplicationPanel(QFileDialog* panel) {
-    // Application bundles are folders here: the panel picks folders.
+bool AppDelegate::isApplicationUrl(const QUrl& url) const {
+    return services_.system.isApplicationUrl(url);
+}
+
+void AppDelegate::configureApplicationPanel(QFileDialog* panel) const {
     panel->setWindowTitle(u"Select Application"_s);
+    panel->setAcceptMode(QFileDialog::AcceptOpen);
+    if (services_.system.chooser() == SettingsSystem::Chooser::ApplicationList) {
+        panel->setFileMode(QFileDialog::ExistingFile);
+        panel->setNameFilter(u"Desktop entries (*.desktop)"_s);
+        panel->setDirectory(LinuxFileSearch::dataHome() + u"/applications"_s);
+        return;
+    }
+    // Application bundles are folders here: the panel picks folders.
     panel->setFileMode(QFileDialog::Directory);
     panel->setNameFilter(u"Applications (*.app *.APP)"_s);
-    panel->setAcceptMode(QFileDialog::AcceptOpen);
 }
 
 void AppDelegate::browseForApp() {
+    if (services_.system.chooser() == SettingsSystem::Chooser::ApplicationList) {
+        ApplicationChooser chooser(services_.system.installedApplications(), window);
+        if (PanelRunner::runDialog(chooser) != 0)
+            if (const auto entry = chooser.chosenEntry())
+                setApplicationUrl(entry->url);
+        return;
+    }
     QFileDialog panel(window);
     configureApplicationPanel(&panel);
     if (PanelRunner::run(panel) != 0 && !panel.selectedUrls().isEmpty())
@@ -234,15 +252,16 @@ void AppDelegate::setApplicationUrl(const QUrl& url) {
         return;
     }
     app_pathControl->setURL(url);
+    const auto application = services_.system.applicationAtUrl(url);
     app_nameLabel->setText(
-        sv::stringByDeletingPathExtension(sv::lastPathComponent(url.toLocalFile())));
+        application ? application->name
+                    : sv::stringByDeletingPathExtension(sv::lastPathComponent(url.toLocalFile())));
     updateAppIcon();
     doSearchesForApp();
 }
 
 void AppDelegate::updateAppIcon() {
-    QImage icon = FileIcons::iconForFile(appUrl.toLocalFile())
-                      .scaled(100, 100, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    const QImage icon = services_.system.iconForApplication(appUrl, 100);
     QPointer<AppIconImageView> view = app_iconView;
     QMetaObject::invokeMethod(
         this,
@@ -257,7 +276,7 @@ bool AppDelegate::readAppUrlFromPasteboard(const QMimeData* pasteboard) {
     if (!pasteboard || !pasteboard->hasUrls() || pasteboard->urls().isEmpty())
         return false;
     const QUrl url = pasteboard->urls().constFirst();
-    if (!hasAppExtension(url))
+    if (!isApplicationUrl(url))
         return false;
     setApplicationUrl(url);
     return true;
@@ -270,7 +289,7 @@ void AppDelegate::appIconViewLoadedIconFromUrl(AppIconImageView* view, const QIm
 }
 
 bool AppDelegate::pathControlCanSelectItem(const QUrl& item) {
-    return hasAppExtension(item);
+    return SettingsSystem::current().isApplicationUrl(item);
 }
 
 void AppDelegate::pathControlWillDisplayOpenPanel(FTPathControl*, QFileDialog* panel) {
@@ -282,7 +301,7 @@ void AppDelegate::pathControlWillDisplaySavePanel(FTPathControl*, QFileDialog* p
 }
 
 bool AppDelegate::pathControlInitialValueWasSet(FTPathControl*, const QUrl& url) {
-    if (!hasAppExtension(url))
+    if (!isApplicationUrl(url))
         return false;
     setApplicationUrl(url);
     return true;

@@ -13,6 +13,7 @@
 #include "workflows/cleaning.h"
 #include "workflows/deletion_counter.h"
 #include "workflows/plutil_error.h"
+#include "workflows/settings_system.h"
 
 #include <QList>
 #include <QObject>
@@ -49,6 +50,7 @@ struct AppServices {
     DefaultsDomainRunner& defaults;
     DomainMatcher& matcher;
     RunningApplicationQuery& running;
+    SettingsSystem& system = SettingsSystem::current();
 };
 
 // The controller of Sorvane's main window: it starts the application, holds
@@ -184,7 +186,8 @@ private:
     QList<const SVOSComponent*> tickedComponents() const;
     bool rowIsInSight(int row) const;
     static QString columnIdentifier(const QTableWidget* table, int column);
-    static void configureApplicationPanel(QFileDialog* panel);
+    void configureApplicationPanel(QFileDialog* panel) const;
+    bool isApplicationUrl(const QUrl& url) const;
 
     AppServices services_;
     ShowAlertPresenter alerts_;

@@ -8,7 +8,7 @@
 using namespace Qt::StringLiterals;
 
 void AppDelegate::doSearchesForApp() {
-    ApplicationSearch search(services_.matcher);
+    ApplicationSearch search(services_.matcher, services_.system);
     switch (search.doSearchesForApp(appUrl, results)) {
     case ApplicationSearch::Outcome::NotABundle:
         return;

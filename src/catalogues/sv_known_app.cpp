@@ -1,8 +1,8 @@
 #include "catalogues/sv_known_app.h"
 
-#include "platform/bundle.h"
 #include "platform/xml_document_loader.h"
 #include "util/logging.h"
+#include "workflows/settings_system.h"
 
 #include <QDomElement>
 #include <QHash>
@@ -25,9 +25,7 @@ bool excludedFromPackages(const QString& pack) {
 }
 
 QString catalogueResourcePath() {
-    const Bundle bundle = Bundle::mainBundle();
-    const QString path = bundle.pathForResource(u"AppData"_s, u"xml"_s);
-    return path.isNull() ? bundle.resourcesPath() + u"/AppData.xml"_s : path;
+    return SettingsSystem::current().catalogueFolder() + u"/AppData.xml"_s;
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "catalogues/sv_os_component.h"
 
-#include "platform/bundle.h"
 #include "platform/xml_document_loader.h"
 #include "util/logging.h"
 #include "util/natural_compare.h"
+#include "workflows/settings_system.h"
 
 #include <QDomElement>
 
@@ -16,9 +16,7 @@ namespace {
 const QString kMethod = u"SVOSComponent::initWithXml"_s;
 
 QString catalogueResourcePath() {
-    const Bundle bundle = Bundle::mainBundle();
-    const QString path = bundle.pathForResource(u"SystemData"_s, u"xml"_s);
-    return path.isNull() ? bundle.resourcesPath() + u"/SystemData.xml"_s : path;
+    return SettingsSystem::current().catalogueFolder() + u"/SystemData.xml"_s;
 }
 
 } // namespace

@@ -9,6 +9,11 @@ PanelRunner::Runner& installedRunner() {
     return runner;
 }
 
+PanelRunner::DialogRunner& installedDialogRunner() {
+    static PanelRunner::DialogRunner runner;
+    return runner;
+}
+
 } // namespace
 
 int PanelRunner::run(QFileDialog& panel) {
@@ -21,4 +26,13 @@ int PanelRunner::run(QFileDialog& panel) {
 
 PanelRunner::Runner PanelRunner::setRunner(Runner runner) {
     return std::exchange(installedRunner(), std::move(runner));
+}
+
+int PanelRunner::runDialog(QDialog& dialog) {
+    const DialogRunner& runner = installedDialogRunner();
+    return runner ? runner(dialog) : dialog.exec();
+}
+
+PanelRunner::DialogRunner PanelRunner::setDialogRunner(DialogRunner runner) {
+    return std::exchange(installedDialogRunner(), std::move(runner));
 }

@@ -6,6 +6,7 @@
 #include "util/logging.h"
 #include "util/natural_compare.h"
 #include "util/path_utils.h"
+#include "workflows/settings_system.h"
 
 #include <QDomElement>
 #include <QMutexLocker>
@@ -19,9 +20,7 @@ namespace {
 const QString kMethod = u"SVPPItem::initWithXml"_s;
 
 QString catalogueResourcePath() {
-    const Bundle bundle = Bundle::mainBundle();
-    const QString path = bundle.pathForResource(u"PackagerData"_s, u"xml"_s);
-    return path.isNull() ? bundle.resourcesPath() + u"/PackagerData.xml"_s : path;
+    return SettingsSystem::current().catalogueFolder() + u"/PackagerData.xml"_s;
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 #include "workflows/application_search.h"
 
 #include "catalogues/sv_known_app.h"
-#include "platform/bundle.h"
-#include "search/sv_file_search_tool.h"
 #include "util/path_utils.h"
 #include "workflows/domain_matcher.h"
+#include "workflows/settings_system.h"
 
 #include <functional>
 
@@ -30,36 +29,17 @@ void ApplicationSearchResults::strikeOffFile(QList<QUrl>& files, const QString& 
     files.removeAll(QUrl::fromLocalFile(path));
 }
 
-ApplicationSearch::ApplicationSearch(DomainMatcher& matcher)
-    : matcher_(matcher) {}
+ApplicationSearch::ApplicationSearch(DomainMatcher& matcher, SettingsSystem& system)
+    : matcher_(matcher)
+    , system_(system) {}
 
 QString ApplicationSearch::applicationName(const QUrl& appUrl) {
+    if (const auto application = SettingsSystem::current().applicationAtUrl(appUrl))
+        return application->name;
     return sv::stringByDeletingPathExtension(sv::lastPathComponent(appUrl.toLocalFile()));
 }
 
 namespace {
-
-MatchReason reasonOfFileMatch(const SVFileSearchTool::Match& match, const QString& name,
-                              const QString& identifier) {
-    using Rule = SVFileSearchTool::Match::Rule;
-    switch (match.rule) {
-    case Rule::Name:
-        return {MatchReason::Kind::Name, name.toLower(), match.inContainer};
-    case Rule::Identifier:
-        return {MatchReason::Kind::Identifier, identifier, match.inContainer};
-    case Rule::SuffixWord:
-        return {MatchReason::Kind::SuffixWord, match.suffixWord, match.inContainer};
-    case Rule::SavedState:
-        break;
-    }
-    return {MatchReason::Kind::SavedState, identifier, match.inContainer};
-}
-
-void appendFileReasons(QList<MatchReason>& reasons, const SVFileSearchTool::Matches& matches,
-                       const QString& name, const QString& identifier) {
-    for (const SVFileSearchTool::Match& match : matches)
-        reasons.append(reasonOfFileMatch(match, name, identifier));
-}
 
 // A catalogue's files, resolved once; with reasons, each URL is explained by
 // the path or expression that produced it.
@@ -91,30 +71,13 @@ QList<QUrl> catalogueFiles(const std::function<QList<QUrl>()>& resolve,
 ApplicationSearch::Outcome
 ApplicationSearch::doSearchesForApp(const QUrl& appUrl, ApplicationSearchResults& results,
                                     ApplicationSearchReasons* reasons) const {
-    const std::optional<Bundle> bundle = Bundle::bundleWithUrl(appUrl);
-    if (!bundle)
+    const std::optional<ApplicationTarget> application = system_.applicationAtUrl(appUrl);
+    if (!application)
         return Outcome::NotABundle;
-    results.appBundleIdentifier = bundle->bundleIdentifier();
+    results.appBundleIdentifier = application->identifier;
     if (results.appBundleIdentifier.isNull())
         return Outcome::NoBundleIdentifier;
-
-    const QString& identifier = results.appBundleIdentifier;
-    const QString name = applicationName(appUrl);
-    SVFileSearchTool* files = SVFileSearchTool::sharedTool();
-    SVFileSearchTool::Matches preferenceMatches;
-    SVFileSearchTool::Matches cacheMatches;
-    results.appDomainResults = matcher_.matchesForDomain(identifier);
-    results.appAdditionalPreferenceFiles = files->preferenceFilesForApplicationName(
-        name, identifier, reasons ? &preferenceMatches : nullptr);
-    results.appCacheFiles =
-        files->cacheFilesForApplicationName(name, identifier, reasons ? &cacheMatches : nullptr);
-    if (reasons) {
-        *reasons = {};
-        for (qsizetype i = 0; i < results.appDomainResults.size(); ++i)
-            reasons->domains.append({MatchReason::Kind::Identifier, identifier, false});
-        appendFileReasons(reasons->preferenceFiles, preferenceMatches, name, identifier);
-        appendFileReasons(reasons->caches, cacheMatches, name, identifier);
-    }
+    system_.findApplicationSettings(*application, matcher_, results, reasons);
     addCatalogueEntries(results, reasons);
     return Outcome::Found;
 }

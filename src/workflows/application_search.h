@@ -2,6 +2,7 @@
 
 #include "search/sv_defaults_domain.h"
 #include "workflows/match_reason.h"
+#include "workflows/settings_system.h"
 
 #include <QList>
 #include <QString>
@@ -35,10 +36,10 @@ struct ApplicationSearchReasons {
     QList<MatchReason> caches;
 };
 
-// Collects everything a cleaning would delete for one application bundle: its
-// defaults domains, its preference files and its caches, from the domain
-// lists, the file search and the known-applications catalogue, in that order.
-// Nothing is sorted or de-duplicated.
+// Collects everything a cleaning would delete for one application: its
+// defaults domains, its preference files and its caches, from the settings
+// system's domain lists and file search, then from the known-applications
+// catalogue, in that order. Nothing is sorted or de-duplicated.
 class ApplicationSearch {
 public:
     enum class Outcome {
@@ -47,14 +48,15 @@ public:
         Found,              // every list replaced
     };
 
-    explicit ApplicationSearch(DomainMatcher& matcher);
+    explicit ApplicationSearch(DomainMatcher& matcher,
+                               SettingsSystem& system = SettingsSystem::current());
 
     // With reasons, also says why each entry was found; reasons are replaced
     // exactly when the results are.
     Outcome doSearchesForApp(const QUrl& appUrl, ApplicationSearchResults& results,
                              ApplicationSearchReasons* reasons = nullptr) const;
-    // The application's name as the searches use it: the bundle's file name
-    // without its extension (not its display name).
+    // The application's name as the searches and alerts use it: for a
+    // bundle, its file name without its extension (not its display name).
     static QString applicationName(const QUrl& appUrl);
 
 private:
@@ -62,4 +64,5 @@ private:
                              ApplicationSearchReasons* reasons) const;
 
     DomainMatcher& matcher_;
+    SettingsSystem& system_;
 };

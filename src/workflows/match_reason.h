@@ -15,13 +15,16 @@ struct MatchReason {
         CataloguePath,   // a fixed path of the known-applications catalogue
         CatalogueSearch, // a search expression of that catalogue
         CatalogueDomain, // an extra domain of that catalogue
+        ApplicationId,   // a Linux application's ID (desktop-file or Flatpak ID)
+        RcFile,          // a KDE configuration file of the name: "<name>rc", "<name>-*rc"
     };
 
     Kind kind = Kind::Identifier;
     // The identifier, the lower-case name, the suffix word, or the
     // catalogue's path, expression or domain as it is written there.
     QString detail;
-    // Found in the application's container (~/Library/Containers/<id>).
+    // Found in the application's container (~/Library/Containers/<id>, or
+    // a Flatpak's ~/.var/app/<id> or a Snap's ~/snap/<name>).
     bool inContainer = false;
 
     bool operator==(const MatchReason&) const = default;

@@ -1,9 +1,8 @@
 #include "workflows/property_list_check.h"
 
-#include "platform/library_folders.h"
-#include "util/path_utils.h"
 #include "workflows/helper_operations.h"
 #include "workflows/plist_check_results.h"
+#include "workflows/settings_system.h"
 
 using namespace Qt::StringLiterals;
 
@@ -11,11 +10,11 @@ PropertyListCheck::PropertyListCheck(HelperOperations& helper)
     : helper_(helper) {}
 
 QString PropertyListCheck::userPreferencesFolder() {
-    return sv::stringByExpandingTildeInPath(u"~/Library/Preferences"_s);
+    return SettingsSystem::current().userCheckFolder();
 }
 
 QString PropertyListCheck::systemPreferencesFolder() {
-    return LibraryFolders::underSystemRoot(u"/Library/Preferences"_s);
+    return SettingsSystem::current().systemCheckFolder();
 }
 
 PropertyListCheck::Result

@@ -11,11 +11,15 @@ bool prepareTestEnvironment(const QTemporaryDir& scratch) {
         QDir().mkpath(path);
         return QFile::encodeName(path);
     };
+    // Every suite works on the macOS home folder unless a test chooses the
+    // Linux desktop for itself.
+    qputenv("SORVANE_SETTINGS", "macos");
     qputenv("HOME", folder("home"));
     qputenv("SORVANE_SYSTEM_ROOT", folder("root"));
     qputenv("XDG_CONFIG_HOME", folder("config"));
     qputenv("XDG_CACHE_HOME", folder("cache"));
     qputenv("XDG_DATA_HOME", folder("data"));
+    qputenv("XDG_STATE_HOME", folder("state"));
     qputenv("XDG_RUNTIME_DIR", folder("runtime"));
     QFile::setPermissions(scratch.filePath(QStringLiteral("runtime")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);

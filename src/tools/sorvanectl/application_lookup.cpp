@@ -3,6 +3,7 @@
 #include "ctl_output.h"
 #include "ctl_session.h"
 #include "platform/bundle.h"
+#include "workflows/settings_system.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,12 +45,25 @@ QString ApplicationLookup::checkedBundlePath(const QString& command, const QStri
 
 std::optional<ApplicationLookup::Found>
 ApplicationLookup::find(const QString& command, const QString& argument, CtlSession& session) {
-    const QString path = checkedBundlePath(command, argument, session);
-    if (path.isNull())
+    QString problem;
+    const QList<ApplicationTarget> candidates =
+        SettingsSystem::current().applicationsForArgument(argument, &problem);
+    if (candidates.isEmpty()) {
+        session.out().complain(u"%1: %2"_s.arg(command, problem));
         return std::nullopt;
+    }
+    if (candidates.size() > 1) {
+        QStringList names;
+        for (const ApplicationTarget& candidate : candidates)
+            names.append(u"%1 (%2)"_s.arg(candidate.identifier, candidate.url.toLocalFile()));
+        session.out().complain(
+            u"%1: \"%2\" names several applications: %3; give one of their IDs"_s.arg(
+                command, argument, names.join(u", "_s)));
+        return std::nullopt;
+    }
     Found found;
-    found.url = QUrl::fromLocalFile(path);
-    found.name = ApplicationSearch::applicationName(found.url);
+    found.url = candidates.constFirst().url;
+    found.name = candidates.constFirst().name;
     const ApplicationSearch search(session.matcher());
     if (search.doSearchesForApp(found.url, found.results, &found.reasons) !=
         ApplicationSearch::Outcome::Found) {

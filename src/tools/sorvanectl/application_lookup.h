@@ -10,15 +10,16 @@
 
 class CtlSession;
 
-// Turns an APP argument into the application search's findings. The bundle
-// checks are the search's own (a local folder, with a bundle identifier); they
-// are made before anything else, so that a wrong argument costs one line on
+// Turns an APP argument into the application search's findings. The settings
+// system says which application the argument names (a bundle on a macOS home
+// folder; a desktop entry, ID or name on the Linux desktop) before anything
+// else is done, so that a wrong or ambiguous argument costs one line on
 // standard error and nothing more.
 class ApplicationLookup {
 public:
     struct Found {
         QUrl url;
-        QString name; // the bundle's file name without its extension
+        QString name; // the bundle's file name without its extension, or the entry's Name
         ApplicationSearchResults results;
         ApplicationSearchReasons reasons;
 

@@ -2,7 +2,7 @@
 
 #include "ctl_output.h"
 #include "helper_access.h"
-#include "search/sv_defaults_tool.h"
+#include "workflows/settings_system.h"
 
 using namespace Qt::StringLiterals;
 
@@ -28,16 +28,14 @@ DomainMatcher& CtlSession::matcher() {
     if (matcher_)
         return *matcher_;
     HelperAccess& access = helper();
-    domains_ = std::make_unique<SVDefaultsTool>(
+    matcher_ = SettingsSystem::current().makeDomainMatcher(
         [&access]() -> std::optional<QStringList> { return access.readAllDefaultsDomains(); });
-    domains_->waitForReading();
-    matcher_ = std::make_unique<DefaultsToolMatcher>(domains_.get());
     return *matcher_;
 }
 
 CleaningServices CtlSession::cleaningServices() {
     DomainMatcher& domainMatcher = matcher();
-    return CleaningServices{helper(), defaultsRunner_, domainMatcher, running_, alerts_};
+    return CleaningServices{helper(), defaultsRunner_, domainMatcher, running(), alerts_};
 }
 
 QJsonObject CtlSession::helperJson() {
@@ -46,4 +44,8 @@ QJsonObject CtlSession::helperJson() {
     if (!access.reachable())
         json.insert(u"problem"_s, access.problem());
     return json;
+}
+
+RunningApplicationQuery& CtlSession::running() {
+    return SettingsSystem::current().running();
 }

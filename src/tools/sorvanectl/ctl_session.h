@@ -10,13 +10,12 @@
 
 class CtlOutput;
 class HelperAccess;
-class SVDefaultsTool;
 
 // The services one sorvanectl command runs on, made when first needed: the
 // helper (probed once, its absence said once), the defaults domains of the
 // user and of root (read once and waited for, since a command has nobody to
 // wait for them otherwise), the defaults program, the running-application
-// query and the alerts.
+// query and the alerts, all of the settings system chosen at start-up.
 class CtlSession {
 public:
     explicit CtlSession(CtlOutput& out);
@@ -30,7 +29,7 @@ public:
     HelperAccess& helper();
     DomainMatcher& matcher();
     StderrAlerts& alerts() { return alerts_; }
-    RunningApplicationQuery& running() { return running_; }
+    RunningApplicationQuery& running();
     CleaningServices cleaningServices();
 
     // {"reachable": bool, "problem": text}, for commands that asked.
@@ -41,8 +40,6 @@ private:
     QString withoutHelper_;
     StderrAlerts alerts_;
     std::unique_ptr<HelperAccess> helper_;
-    std::unique_ptr<SVDefaultsTool> domains_;
-    std::unique_ptr<DefaultsToolMatcher> matcher_;
+    std::unique_ptr<DomainMatcher> matcher_;
     TaskMasterDomainRunner defaultsRunner_;
-    ProcessRunningApplicationQuery running_;
 };

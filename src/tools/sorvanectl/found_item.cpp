@@ -28,8 +28,10 @@ constexpr std::array reasonNames{
     ReasonNames{u"cataloguePath", u"catalogue path \"%1\""},
     ReasonNames{u"catalogueSearch", u"catalogue search \"%1\""},
     ReasonNames{u"catalogueDomain", u"catalogue domain \"%1\""},
+    ReasonNames{u"applicationId", u"application ID \"%1\""},
+    ReasonNames{u"rcFile", u"KDE configuration file of \"%1\""},
 };
-static_assert(reasonNames.size() == static_cast<size_t>(MatchReason::Kind::CatalogueDomain) + 1);
+static_assert(reasonNames.size() == static_cast<size_t>(MatchReason::Kind::RcFile) + 1);
 
 } // namespace
 

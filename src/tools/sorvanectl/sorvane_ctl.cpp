@@ -1,5 +1,7 @@
 #include "sorvane_ctl.h"
 
+#include "workflows/settings_system.h"
+
 #include "check_command.h"
 #include "clean_command.h"
 #include "components_command.h"
@@ -48,10 +50,15 @@ struct CommonOptions {
 } // namespace
 
 QString SorvaneCtl::help() {
-    return uR"(Usage: sorvanectl [--json] [--verbose] COMMAND [ARGUMENTS]
+    return uR"(Usage: sorvanectl [--json] [--verbose] [--macos-home HOME [--system-root DIR]]
+                  COMMAND [ARGUMENTS]
 
 Sorvane's jobs from the command line, done by the same code as the desktop
-application.
+application. It works on the Linux desktop it runs on, or on the macOS home
+folder HOME (with the system folders below DIR) when --macos-home is given or
+SORVANE_SETTINGS=macos is set. APP is a desktop entry, a desktop-file ID or an
+application's name on the Linux desktop, an application bundle on a macOS
+home folder.
 
 Commands:
   search APP                       an application's domains, preference files
@@ -75,6 +82,8 @@ Every command takes:
   --json       one JSON document on standard output instead of text
   --help       the command's own help
   --verbose    Sorvane's log lines on standard error
+  --macos-home HOME, --system-root DIR
+               work on a macOS home folder instead of the Linux desktop
 
 Progress is shown on standard error when it is a terminal. Exit status: 0 on
 success, 1 when something was found or failed (a damaged file, an item not
@@ -103,7 +112,10 @@ QString SorvaneCtl::helpFor(const QStringList& words) {
     return command.isEmpty() ? help() : QString();
 }
 
-int SorvaneCtl::run(const QStringList& arguments) {
+int SorvaneCtl::run(const QStringList& givenArguments) {
+    QStringList arguments = givenArguments;
+    QString error;
+    const bool chosen = SettingsSystem::chooseAtStartUp(arguments, &error);
     const CommonOptions options(arguments);
     // Sorvane's log explains what it does to a developer; on the command
     // line it is shown only when asked for (QT_LOGGING_RULES still decides
@@ -111,6 +123,8 @@ int SorvaneCtl::run(const QStringList& arguments) {
     if (!options.verbose)
         QLoggingCategory::setFilterRules(u"sorvane.info=false"_s);
     CtlOutput out(options.json);
+    if (!chosen)
+        return out.usage(QString(), error);
     const QString command = options.rest.value(0);
     if (options.help) {
         const QString text = helpFor(options.rest);

@@ -1,0 +1,138 @@
+#include "linux/linux_desktop.h"
+
+#include "linux/desktop_entries.h"
+#include "linux/desktop_entry.h"
+#include "linux/linux_application.h"
+#include "linux/linux_file_search.h"
+#include "platform/bundle.h"
+#include "platform/library_folders.h"
+#include "workflows/application_search.h"
+#include "workflows/domain_matcher.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QIcon>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+ApplicationTarget targetOfEntry(const DesktopEntry& entry) {
+    return {QUrl::fromLocalFile(entry.path()), entry.identifier(), entry.name()};
+}
+
+// The Linux desktop keeps no defaults domains of its own yet: its dconf
+// settings join the search when Sorvane reads dconf.
+class NoDomainsMatcher : public DomainMatcher {
+public:
+    QList<SVDefaultsDomain> matchesForDomain(const QString&) override { return {}; }
+};
+
+bool looksLikePath(const QString& argument) {
+    return argument.contains(u'/') || argument.endsWith(u".desktop"_s);
+}
+
+} // namespace
+
+bool LinuxRunningApplicationQuery::isRunning(const QString& identifier) {
+    const std::optional<DesktopEntry> entry = DesktopEntries::withIdentifier(identifier);
+    if (!entry)
+        return false;
+    return LinuxRunningApplications::isRunning(
+        LinuxApplication::fromEntry(*entry).programIdentity());
+}
+
+QList<ApplicationEntry> LinuxDesktop::installedApplications() const {
+    QList<ApplicationEntry> entries;
+    for (const DesktopEntry& entry : DesktopEntries::all())
+        entries.append({QUrl::fromLocalFile(entry.path()), entry.identifier(), entry.name(),
+                        entry.iconName(), entry.noDisplay() || entry.hidden()});
+    return entries;
+}
+
+bool LinuxDesktop::isApplicationUrl(const QUrl& url) const {
+    return url.isLocalFile() && url.toLocalFile().endsWith(u".desktop"_s);
+}
+
+std::optional<ApplicationTarget> LinuxDesktop::applicationAtUrl(const QUrl& url) const {
+    if (!isApplicationUrl(url))
+        return std::nullopt;
+    const std::optional<DesktopEntry> entry = DesktopEntries::atPath(url.toLocalFile());
+    if (!entry)
+        return std::nullopt;
+    return targetOfEntry(*entry);
+}
+
+QList<ApplicationTarget> LinuxDesktop::applicationsForArgument(const QString& argument,
+                                                               QString* problem) const {
+    const auto complain = [problem](const QString& text) {
+        if (problem)
+            *problem = text;
+        return QList<ApplicationTarget>();
+    };
+    if (looksLikePath(argument) && QFileInfo::exists(argument)) {
+        const QString path = QDir::cleanPath(QFileInfo(argument).absoluteFilePath());
+        if (const auto target = applicationAtUrl(QUrl::fromLocalFile(path)))
+            return {*target};
+        return complain(u"%1 is not a desktop entry of an application"_s.arg(argument));
+    }
+    if (argument.contains(u'/'))
+        return complain(u"%1: no such file or folder"_s.arg(argument));
+    if (const auto entry = DesktopEntries::withIdentifier(argument))
+        return {targetOfEntry(*entry)};
+    QList<ApplicationTarget> named;
+    for (const DesktopEntry& entry : DesktopEntries::withName(argument))
+        named.append(targetOfEntry(entry));
+    if (named.isEmpty())
+        return complain(
+            u"%1 is neither a desktop entry, a desktop-file ID nor an installed application's name"_s
+                .arg(argument));
+    return named;
+}
+
+QImage LinuxDesktop::iconForApplication(const QUrl& url, int size) const {
+    const std::optional<DesktopEntry> entry = DesktopEntries::atPath(url.toLocalFile());
+    const QString name = entry ? entry->iconName() : QString();
+    QIcon icon = name.startsWith(u'/') ? QIcon(name) : QIcon::fromTheme(name);
+    if (icon.isNull())
+        icon = QIcon::fromTheme(u"application-x-executable"_s);
+    return icon.pixmap(size, size).toImage();
+}
+
+void LinuxDesktop::findApplicationSettings(const ApplicationTarget& application,
+                                           DomainMatcher& matcher,
+                                           ApplicationSearchResults& results,
+                                           ApplicationSearchReasons* reasons) const {
+    const std::optional<DesktopEntry> entry = DesktopEntries::atPath(application.url.toLocalFile());
+    LinuxApplication app;
+    if (entry)
+        app = LinuxApplication::fromEntry(*entry);
+    else
+        app.identifier = application.identifier;
+    const LinuxFileSearch files;
+    results.appDomainResults = matcher.matchesForDomain(application.identifier);
+    results.appAdditionalPreferenceFiles =
+        files.preferenceFiles(app, reasons ? &reasons->preferenceFiles : nullptr);
+    results.appCacheFiles = files.cacheFiles(app, reasons ? &reasons->caches : nullptr);
+    if (!reasons)
+        return;
+    reasons->domains.clear();
+    for (qsizetype i = 0; i < results.appDomainResults.size(); ++i)
+        reasons->domains.append({MatchReason::Kind::ApplicationId, application.identifier, false});
+}
+
+std::unique_ptr<DomainMatcher> LinuxDesktop::makeDomainMatcher(SystemDomainsSource) const {
+    return std::make_unique<NoDomainsMatcher>();
+}
+
+QString LinuxDesktop::catalogueFolder() const {
+    return Bundle::mainBundle().resourcesPath() + u"/linux"_s;
+}
+
+QString LinuxDesktop::userCheckFolder() const {
+    return LinuxFileSearch::configHome();
+}
+
+QString LinuxDesktop::systemCheckFolder() const {
+    return LibraryFolders::underSystemRoot(u"/etc/xdg"_s);
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "workflows/running_application_query.h"
+#include "workflows/settings_system.h"
+
+// Whether a desktop application runs: its entry's programs, its Flatpak
+// instances or its Snap's processes.
+class LinuxRunningApplicationQuery : public RunningApplicationQuery {
+public:
+    // identifier: the application's desktop-file or Flatpak ID.
+    bool isRunning(const QString& identifier) override;
+};
+
+// The Linux desktop Sorvane runs on as a settings system: applications are
+// desktop entries, their files lie in the XDG folders, Flatpak containers and
+// Snap folders, the system's in /etc/xdg and /var/cache.
+class LinuxDesktop : public SettingsSystem {
+public:
+    Chooser chooser() const override { return Chooser::ApplicationList; }
+    QList<ApplicationEntry> installedApplications() const override;
+    bool isApplicationUrl(const QUrl& url) const override;
+    std::optional<ApplicationTarget> applicationAtUrl(const QUrl& url) const override;
+    QList<ApplicationTarget> applicationsForArgument(const QString& argument,
+                                                     QString* problem) const override;
+    QImage iconForApplication(const QUrl& url, int size) const override;
+    RunningApplicationQuery& running() override { return running_; }
+
+    void findApplicationSettings(const ApplicationTarget& application, DomainMatcher& matcher,
+                                 ApplicationSearchResults& results,
+                                 ApplicationSearchReasons* reasons) const override;
+    std::unique_ptr<DomainMatcher>
+    makeDomainMatcher(SystemDomainsSource systemDomains) const override;
+
+    QString catalogueFolder() const override;
+    QString userCheckFolder() const override;
+    QString systemCheckFolder() const override;
+
+private:
+    LinuxRunningApplicationQuery running_;
+};

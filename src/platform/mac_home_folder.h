@@ -1,0 +1,32 @@
+#pragma once
+
+#include "workflows/settings_system.h"
+#include "workflows/system_services.h"
+
+// The macOS home folder as a settings system: application bundles, defaults
+// domains as property lists in the Library folders of HOME and of the system
+// root, preference files and caches found by the Library folder search.
+class MacHomeFolder : public SettingsSystem {
+public:
+    Chooser chooser() const override { return Chooser::OpenPanel; }
+    QList<ApplicationEntry> installedApplications() const override;
+    bool isApplicationUrl(const QUrl& url) const override;
+    std::optional<ApplicationTarget> applicationAtUrl(const QUrl& url) const override;
+    QList<ApplicationTarget> applicationsForArgument(const QString& argument,
+                                                     QString* problem) const override;
+    QImage iconForApplication(const QUrl& url, int size) const override;
+    RunningApplicationQuery& running() override { return running_; }
+
+    void findApplicationSettings(const ApplicationTarget& application, DomainMatcher& matcher,
+                                 ApplicationSearchResults& results,
+                                 ApplicationSearchReasons* reasons) const override;
+    std::unique_ptr<DomainMatcher>
+    makeDomainMatcher(SystemDomainsSource systemDomains) const override;
+
+    QString catalogueFolder() const override;
+    QString userCheckFolder() const override;
+    QString systemCheckFolder() const override;
+
+private:
+    ProcessRunningApplicationQuery running_;
+};
