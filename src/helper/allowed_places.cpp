@@ -43,11 +43,25 @@ QList<QByteArray> split(const QByteArray& path) {
     return parts;
 }
 
+// The settings folders below each kind of place.
+QList<QByteArray> settingsFolders(AllowedPlaces::Kind kind) {
+    switch (kind) {
+    case AllowedPlaces::Kind::CallerLibrary:
+    case AllowedPlaces::Kind::OtherUserLibrary:
+        return {"Library", ".config", ".local/share", ".local/state", ".cache", ".var/app", "snap"};
+    case AllowedPlaces::Kind::SystemLibrary:
+        return {"Library", "etc/xdg", "var/cache"};
+    case AllowedPlaces::Kind::RootLibrary:
+        break;
+    }
+    return {"Library"};
+}
+
 } // namespace
 
 QString AllowedPlaces::Target::path() const {
-    QString result = home + u'/' + QString::fromUtf8(libraryName);
-    for (const QByteArray& component : components)
+    QString result = home;
+    for (const QByteArray& component : libraryPath + components)
         result += u'/' + QString::fromUtf8(component);
     return result;
 }
@@ -125,17 +139,21 @@ std::optional<AllowedPlaces::Target> AllowedPlaces::resolve(const QByteArray& pa
         const bool systemRoot = root.kind == Kind::SystemLibrary && root.home == u"/"_s;
         if (!systemRoot && !usableHome(root.home))
             continue;
-        QList<QByteArray> library = split(QFile::encodeName(root.home));
-        library.append("Library");
-        if (!isBeneath(components, library) || library.size() <= bestDepth)
-            continue;
-        Target target;
-        target.kind = root.kind;
-        target.home = systemRoot ? QString() : root.home;
-        target.components = components.mid(library.size());
-        target.libraryUser = root.user;
-        best = target;
-        bestDepth = library.size();
+        for (const QByteArray& folder : settingsFolders(root.kind)) {
+            QList<QByteArray> base = split(QFile::encodeName(root.home));
+            const qsizetype homeDepth = base.size();
+            base += split(folder);
+            if (!isBeneath(components, base) || base.size() <= bestDepth)
+                continue;
+            Target target;
+            target.kind = root.kind;
+            target.home = systemRoot ? QString() : root.home;
+            target.libraryPath = base.mid(homeDepth);
+            target.components = components.mid(base.size());
+            target.libraryUser = root.user;
+            best = target;
+            bestDepth = base.size();
+        }
     }
     if (!best)
         fail(error, u"%1 is not inside a Library folder Sorvane may change."_s.arg(

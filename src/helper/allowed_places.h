@@ -9,8 +9,10 @@
 #include <sys/types.h>
 
 // Where the helper agrees to delete, copy and change attributes: beneath the
-// Library folder of a user's home, the system Library and root's Library,
-// never one of those folders itself. It also checks the text of a path before
+// settings folders of a user's home (its Library, and on the Linux desktop its
+// XDG configuration, data, state and cache folders, Flatpak containers and
+// Snap folders), of the system (its Library, /etc/xdg, /var/cache) and of
+// root's Library, never one of those folders itself. It also checks the text of a path before
 // anything touches the file system, and says which kind of place a target is
 // in, because polkit is asked a different question for each kind.
 class AllowedPlaces {
@@ -21,8 +23,10 @@ public:
     // components below that folder (never empty).
     struct Target {
         Kind kind = Kind::SystemLibrary;
-        QString home; // the folder holding the Library folder
-        QByteArray libraryName = "Library";
+        QString home; // the home (or the system root) holding the settings folder
+        // The settings folder below home ("Library", ".local/share"); none of
+        // its components is ever followed when it is a link.
+        QList<QByteArray> libraryPath{"Library"};
         QList<QByteArray> components;
         uid_t libraryUser = 0; // whose Library it is (root for the system's)
         QString path() const;

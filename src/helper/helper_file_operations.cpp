@@ -67,7 +67,20 @@ bool isMountPoint(const struct statx& info, const struct statx& parent) {
            info.stx_dev_minor != parent.stx_dev_minor;
 }
 
-// A target's Library folder (never followed if it is a link), the folder
+// A settings folder below a home, no component of it followed if it is a
+// link: a user's ~/.local planted as a link to /usr must not lead root there.
+UniqueFd openSettingsFolder(int homeFd, const QList<QByteArray>& libraryPath) {
+    UniqueFd folder(::fcntl(homeFd, F_DUPFD_CLOEXEC, 0));
+    for (const QByteArray& step : libraryPath) {
+        if (!folder.isValid())
+            break;
+        folder = UniqueFd(::openat(folder.get(), step.constData(),
+                                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return folder;
+}
+
+// A target's settings folder (never followed if it is a link), the folder
 // holding the target and the target's name in it.
 struct Located {
     UniqueFd library;
@@ -82,8 +95,7 @@ bool locate(const Target& target, Located* located, QString* error) {
     const UniqueFd homeFd(::open(home.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!homeFd.isValid())
         return fail(error, u"Cannot open %1: %2"_s.arg(target.home, systemError()));
-    located->library = UniqueFd(::openat(homeFd.get(), target.libraryName.constData(),
-                                         O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    located->library = openSettingsFolder(homeFd.get(), target.libraryPath);
     if (!located->library.isValid())
         return fail(error,
                     u"Cannot open the Library folder of %1: %2"_s.arg(target.home, systemError()));
@@ -292,7 +304,7 @@ bool callerMayReach(const Target& target, const HelperFileOperations::Caller& ca
     const QByteArray home =
         target.home.isEmpty() ? QByteArray("/") : QFile::encodeName(target.home);
     UniqueFd folder(::open(home.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    QList<QByteArray> steps{target.libraryName};
+    QList<QByteArray> steps = target.libraryPath;
     steps += target.components.mid(0, target.components.size() - 1);
     const auto searchable = [&caller](int fd) {
         struct stat info {};
