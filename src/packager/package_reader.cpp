@@ -34,10 +34,11 @@ std::optional<SVPPItem::FilesByPath> filesFromVariant(const QVariant& value) {
 }
 
 QImage iconFromRecord(const QVariantMap& record) {
-    // A PNG that does not decode leaves no icon: the image object is then
+    // Any image format Qt reads is decoded, whatever the key's name says. An
+    // image that does not decode leaves no icon: the image object is then
     // deliberately not consulted.
     if (record.contains(kIconPng))
-        return QImage::fromData(record.value(kIconPng).toByteArray(), "PNG");
+        return QImage::fromData(record.value(kIconPng).toByteArray());
     const QVariant image = record.value(kIconImage);
     if (image.metaType() == QMetaType::fromType<KeyedArchive::Image>())
         return QImage::fromData(image.value<KeyedArchive::Image>().png, "PNG");

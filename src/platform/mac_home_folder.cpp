@@ -63,7 +63,9 @@ QList<ApplicationEntry> MacHomeFolder::installedApplications() const {
 }
 
 bool MacHomeFolder::isApplicationUrl(const QUrl& url) const {
-    return sv::pathExtension(url.toLocalFile()).compare(u"app"_s, Qt::CaseInsensitive) == 0;
+    // By the URL's path alone: a web address of a bundle is taken too, and
+    // then simply finds no bundle.
+    return sv::pathExtension(url.path()).compare(u"app"_s, Qt::CaseInsensitive) == 0;
 }
 
 std::optional<ApplicationTarget> MacHomeFolder::applicationAtUrl(const QUrl& url) const {

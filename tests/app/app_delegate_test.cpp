@@ -150,6 +150,18 @@ TEST_F(AppDelegateTest, PasteEndsInASearchAndTextIsRefused) {
     expectSearchedFor(bundle);
 }
 
+// Only the first URL counts, and it is judged by its path's extension alone,
+// whatever its scheme.
+TEST_F(AppDelegateTest, PasteTakesTheFirstUrlByItsExtensionOnly) {
+    const QUrl text = QUrl::fromLocalFile(sandbox.path() + u"/notes.txt"_s);
+    EXPECT_FALSE(delegate->readAppUrlFromPasteboard(urlsMime({text, bundle}).get()));
+    EXPECT_TRUE(delegate->appUrl.isEmpty());
+
+    const QUrl web(u"https://example.com/downloads/Tool.app"_s);
+    EXPECT_TRUE(delegate->readAppUrlFromPasteboard(urlsMime({web, text}).get()));
+    EXPECT_EQ(delegate->appUrl, web);
+}
+
 TEST_F(AppDelegateTest, ClearingTheTargetKeepsTheLists) {
     delegate->setApplicationUrl(bundle);
     QTest::qWait(20);

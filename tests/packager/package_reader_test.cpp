@@ -7,6 +7,7 @@
 #include "recording_services.h"
 #include "sandbox.h"
 
+#include <QBuffer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -159,6 +160,27 @@ TEST_F(Packages, UndecodableIconPngLeavesNoIconAndEmptyFilesAreValid) {
     EXPECT_TRUE(reader.applications()[0]->icon().isNull());
     EXPECT_TRUE(reader.applications()[0]->extraFilePaths().isEmpty());
     EXPECT_TRUE(reader.systemSettings().isEmpty());
+}
+
+// The key says PNG, but any image format Qt reads is taken.
+TEST_F(Packages, IconPngHoldingAnotherImageFormatStillGivesTheIcon) {
+    QImage icon(6, 5, QImage::Format_RGB32);
+    icon.fill(Qt::red);
+    QByteArray bmp;
+    QBuffer buffer(&bmp);
+    ASSERT_TRUE(buffer.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(icon.save(&buffer, "BMP"));
+    const QVariantMap app{{u"name"_s, u"Editor"_s},
+                          {u"appId"_s, u"com.example.Editor"_s},
+                          {u"prefs"_s, QVariantMap{{u"com.example.Editor"_s, u"{}"_s}}},
+                          {u"iconPng"_s, bmp}};
+    ASSERT_TRUE(reader.initWithKolvaneUrl(
+        writePackage(u"b.Kolvane2"_s, QVariantMap{{u"applications"_s, QVariantList{app}}})));
+    ASSERT_EQ(reader.applications().size(), 1);
+    const QImage read = reader.applications()[0]->icon();
+    ASSERT_FALSE(read.isNull());
+    EXPECT_EQ(read.size(), QSize(6, 5));
+    EXPECT_EQ(read.pixelColor(2, 2), QColor(Qt::red));
 }
 
 TEST_F(Packages, RecordsWithoutNamesLogBothAndFindNothing) {
