@@ -13,12 +13,22 @@ QString procLink(const QString& pid) {
     return QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid));
 }
 
-QString firstArgument(const QString& pid) {
+// The program a process was started as and, for a script run by an
+// interpreter ("sh Tool.app/Contents/MacOS/run"), the script: the first
+// argument after it that is not an option.
+QStringList programArguments(const QString& pid) {
     QFile file(u"/proc/%1/cmdline"_s.arg(pid));
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    const QByteArray line = file.read(4096);
-    return QFile::decodeName(line.left(line.indexOf('\0')));
+    const QList<QByteArray> words = file.read(4096).split('\0');
+    QStringList programs{QFile::decodeName(words.value(0))};
+    for (qsizetype i = 1; i < words.size(); ++i) {
+        if (!words.at(i).isEmpty() && !words.at(i).startsWith('-')) {
+            programs.append(QFile::decodeName(words.at(i)));
+            break;
+        }
+    }
+    return programs;
 }
 
 bool isProcessFolder(const QString& name) {
@@ -44,8 +54,13 @@ QStringList RunningApplications::runningBundlePaths() {
         if (!isProcessFolder(pid))
             continue;
         QString bundle = bundlePathOfExecutable(procLink(pid));
-        if (bundle.isEmpty())
-            bundle = bundlePathOfExecutable(firstArgument(pid));
+        if (bundle.isEmpty()) {
+            for (const QString& program : programArguments(pid)) {
+                bundle = bundlePathOfExecutable(program);
+                if (!bundle.isEmpty())
+                    break;
+            }
+        }
         if (!bundle.isEmpty() && !bundles.contains(bundle))
             bundles.append(bundle);
     }

@@ -5,7 +5,8 @@
 
 // Which application bundles have a running process: a process belongs to a
 // bundle when its executable (or, for interpreted programs, its first
-// argument) lies inside the bundle's Contents/MacOS folder. Found through
+// argument, or the script an interpreter runs) lies inside the bundle's
+// Contents/MacOS folder. Found through
 // /proc; only processes whose details this user may read are seen.
 class RunningApplications {
 public:

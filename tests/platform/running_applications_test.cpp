@@ -50,6 +50,21 @@ TEST(RunningApplications, SeesAProcessRunningInsideABundleUntilItEnds) {
             .isEmpty());
 }
 
+// A bundle whose program is a script runs as its interpreter, with the
+// script as an argument.
+TEST(RunningApplications, SeesAScriptRunByAnInterpreter) {
+    Sandbox sandbox;
+    const QString bundlePath = sandbox.path() + u"/Apps/Scripted.app"_s;
+    const QString script = sandbox.makeFile(bundlePath + u"/Contents/MacOS/run"_s, "read line\n");
+    QProcess process;
+    process.start(u"/bin/sh"_s, {u"-e"_s, script});
+    ASSERT_TRUE(process.waitForStarted());
+    EXPECT_TRUE(RunningApplications::runningBundlePaths().contains(bundlePath));
+    process.kill();
+    process.waitForFinished();
+    EXPECT_FALSE(RunningApplications::runningBundlePaths().contains(bundlePath));
+}
+
 TEST(FileRemover, RemovesFilesFoldersAndLinksWithoutFollowingThem) {
     Sandbox sandbox;
     const QString outside = sandbox.makeFile(sandbox.path() + u"/keep/precious"_s, "x");
