@@ -20,15 +20,15 @@ PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins
     # binary and XML property lists
     libplist-dev
-    # desktop entries (GKeyFile)
-    libglib2.0-dev
+    # desktop entries (GKeyFile), dconf's client library and its real service
+    libglib2.0-dev libdconf-dev dconf-service dconf-cli
     # tests: GoogleTest, GoogleMock, Google Benchmark, a private D-Bus with a
     # fake polkit, fuzzing sanitizers, packing tools
     libgtest-dev libgmock-dev libbenchmark-dev dbus-daemon python3-dbus python3-dbusmock
     clang libclang-rt-14-dev unzip zip
 )
 # Only the benchmarks compare against these peers.
-BENCH_PACKAGES=(gnustep-base-runtime hyperfine xvfb)
+BENCH_PACKAGES=(gnustep-base-runtime hyperfine xvfb libxml2-utils desktop-file-utils)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
