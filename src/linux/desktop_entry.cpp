@@ -60,6 +60,16 @@ bool isFieldCode(const QString& word) {
     return word.size() == 2 && word.at(0) == u'%' && codes.contains(word.at(1));
 }
 
+// Programs that only start the program named after them (with options of
+// their own before it); "nice -n 5" is not among them, since its option takes
+// a separate value.
+bool isWrapper(const QString& program) {
+    static const QStringList wrappers = {u"env"_s,         u"firejail"_s,    u"prime-run"_s,
+                                         u"gamemoderun"_s, u"systemd-run"_s, u"flatpak-spawn"_s,
+                                         u"optirun"_s,     u"primusrun"_s};
+    return wrappers.contains(program);
+}
+
 bool isAssignment(const QString& word) {
     return word.indexOf(u'=') > 0;
 }
@@ -147,9 +157,12 @@ QString DesktopEntry::programOfExec(const QString& exec) {
     QStringList words = splitExec(exec);
     words.removeIf(isFieldCode);
     qsizetype first = 0;
-    if (!words.isEmpty() && fileNameOf(words.first()) == u"env"_s) {
+    // Wrappers start the application's own program: "env VAR=1 prog",
+    // "firejail --private prog", "prime-run prog".
+    while (first < words.size() && isWrapper(fileNameOf(words.at(first)))) {
         ++first;
-        while (first < words.size() && isAssignment(words.at(first)))
+        while (first < words.size() &&
+               (isAssignment(words.at(first)) || words.at(first).startsWith(u'-')))
             ++first;
     }
     if (first >= words.size())

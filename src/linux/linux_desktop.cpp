@@ -34,8 +34,23 @@ bool looksLikePath(const QString& argument) {
 
 } // namespace
 
+void LinuxRunningApplicationQuery::rememberEntry(const QString& identifier,
+                                                 const QString& path) const {
+    const QMutexLocker lock(&mutex_);
+    chosenEntries_.insert(identifier, path);
+}
+
 bool LinuxRunningApplicationQuery::isRunning(const QString& identifier) {
-    const std::optional<DesktopEntry> entry = DesktopEntries::withIdentifier(identifier);
+    QString chosen;
+    {
+        const QMutexLocker lock(&mutex_);
+        chosen = chosenEntries_.value(identifier);
+    }
+    std::optional<DesktopEntry> entry;
+    if (!chosen.isEmpty())
+        entry = DesktopEntries::atPath(chosen);
+    if (!entry)
+        entry = DesktopEntries::withIdentifier(identifier);
     if (!entry)
         return false;
     return LinuxRunningApplications::isRunning(
@@ -60,6 +75,7 @@ std::optional<ApplicationTarget> LinuxDesktop::applicationAtUrl(const QUrl& url)
     const std::optional<DesktopEntry> entry = DesktopEntries::atPath(url.toLocalFile());
     if (!entry)
         return std::nullopt;
+    running_.rememberEntry(entry->identifier(), entry->path());
     return targetOfEntry(*entry);
 }
 

@@ -1,14 +1,24 @@
 #pragma once
 
 #include "workflows/running_application_query.h"
+
 #include "workflows/settings_system.h"
+#include <QHash>
+#include <QMutex>
 
 // Whether a desktop application runs: its entry's programs, its Flatpak
-// instances or its Snap's processes.
+// instances or its Snap's processes. The entry is the one the application was
+// chosen by, where it was (a .desktop file outside the data folders, or one
+// that another installed entry's ID shadows), else the installed one.
 class LinuxRunningApplicationQuery : public RunningApplicationQuery {
 public:
     // identifier: the application's desktop-file or Flatpak ID.
     bool isRunning(const QString& identifier) override;
+    void rememberEntry(const QString& identifier, const QString& path) const;
+
+private:
+    mutable QMutex mutex_;
+    mutable QHash<QString, QString> chosenEntries_;
 };
 
 // The Linux desktop Sorvane runs on as a settings system: applications are

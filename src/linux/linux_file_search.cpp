@@ -63,8 +63,10 @@ bool isSharedEntry(const QString& entry) {
     return shared.contains(entry.toLower());
 }
 
+// KDE's rc files: "<name>rc", "<name>staterc" (in the state folder) and
+// "<name>-<part>rc".
 bool isRcFileOf(const QString& lowerEntry, const QString& name) {
-    if (lowerEntry == name + u"rc"_s)
+    if (lowerEntry == name + u"rc"_s || lowerEntry == name + u"staterc"_s)
         return true;
     return lowerEntry.size() > name.size() + 3 && lowerEntry.startsWith(name + u'-') &&
            lowerEntry.endsWith(u"rc"_s);
@@ -82,7 +84,9 @@ std::optional<MatchReason> matchOfEntry(const QString& entry, const LinuxApplica
             return MatchReason{MatchReason::Kind::Name, name, false};
     }
     if (withRcFiles) {
-        for (const QString& name : application.fileNames) {
+        // KDE names some rc files after the whole ID ("org.kde.gwenviewrc").
+        for (const QString& name :
+             application.fileNames + QStringList{application.identifier.toLower()}) {
             if (isRcFileOf(lower, name))
                 return MatchReason{MatchReason::Kind::RcFile, name, false};
         }
@@ -134,8 +138,7 @@ QList<QUrl> LinuxFileSearch::preferenceFiles(const LinuxApplication& application
     Found found{{}, reasons};
     collectInFolder(configHome(), application, true, found);
     collectInFolder(dataHome(), application, false, found);
-    collectContainerFolder(application, u"config"_s, found);
-    collectContainerFolder(application, u"data"_s, found);
+    collectContainer(application, false, found);
     if (!application.snapName.isEmpty()) {
         const QString snap = homePath(u"snap/"_s + application.snapName);
         if (FileStatus::exists(snap))
@@ -151,8 +154,8 @@ QList<QUrl> LinuxFileSearch::cacheFiles(const LinuxApplication& application,
         reasons->clear();
     Found found{{}, reasons};
     collectInFolder(cacheHome(), application, false, found);
-    collectInFolder(stateHome(), application, false, found);
-    collectContainerFolder(application, u"cache"_s, found);
+    collectInFolder(stateHome(), application, true, found);
+    collectContainer(application, true, found);
     collectInFolder(LibraryFolders::underSystemRoot(u"/var/cache"_s), application, false, found);
     return found.urls;
 }
@@ -167,11 +170,17 @@ void LinuxFileSearch::collectInFolder(const QString& folder, const LinuxApplicat
     }
 }
 
-void LinuxFileSearch::collectContainerFolder(const LinuxApplication& application,
-                                             const QString& sub, Found& found) const {
+void LinuxFileSearch::collectContainer(const LinuxApplication& application, bool caches,
+                                       Found& found) const {
     if (application.flatpakId.isEmpty())
         return;
-    const QString path = flatpakContainer(application.flatpakId) + u'/' + sub;
-    if (FileStatus::exists(path))
-        found.add(path, {MatchReason::Kind::ApplicationId, application.flatpakId, true});
+    // The container is the application's alone: its cache folder holds its
+    // caches, everything else (config, data, and the dot-folders some
+    // applications keep, such as .mozilla) its settings.
+    const QString container = flatpakContainer(application.flatpakId);
+    for (const QString& entry : DirectoryListing::list(container).names) {
+        if ((entry == u"cache"_s) == caches)
+            found.add(container + u'/' + entry,
+                      {MatchReason::Kind::ApplicationId, application.flatpakId, true});
+    }
 }

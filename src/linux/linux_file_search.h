@@ -12,9 +12,10 @@
 // Library search it lists every folder shallowly and takes a matching folder
 // as one entry; it never looks outside these folders:
 //   preference files: $XDG_CONFIG_HOME, $XDG_DATA_HOME, the Flatpak
-//     container's config and data, the Snap's ~/snap/<name>, /etc/xdg;
+//     container's entries but its cache, the Snap's ~/snap/<name>, /etc/xdg;
 //   caches: $XDG_CACHE_HOME, $XDG_STATE_HOME, the Flatpak container's cache,
 //     /var/cache.
+// KDE's rc files are taken in the configuration and state folders.
 // System folders lie under the system root. The folders are listed anew on
 // every call.
 class LinuxFileSearch {
@@ -43,6 +44,5 @@ private:
     // withRcFiles: KDE's rc files are taken too (configuration folders).
     void collectInFolder(const QString& folder, const LinuxApplication& application,
                          bool withRcFiles, Found& found) const;
-    void collectContainerFolder(const LinuxApplication& application, const QString& sub,
-                                Found& found) const;
+    void collectContainer(const LinuxApplication& application, bool caches, Found& found) const;
 };

@@ -191,7 +191,7 @@ application's summary of its counts.
 
 Exit status: 0 when everything listed is gone (or after a dry run), 1 when
 something is still there, the application runs or the backup failed, 2 on
-wrong usage (APP not an application bundle, a bad backup name).)"_s;
+wrong usage (APP naming no application or several, a bad backup name).)"_s;
 }
 
 int CleanCommand::run(const QStringList& arguments, CtlSession& session) {
@@ -200,7 +200,7 @@ int CleanCommand::run(const QStringList& arguments, CtlSession& session) {
     if (!line.parse(arguments))
         return out.usage(kCommand, line.error());
     if (line.operands().size() != 1)
-        return out.usage(kCommand, u"give one application bundle"_s);
+        return out.usage(kCommand, u"give one application"_s);
     const QString backup = line.isSet(u"--backup"_s)
                                ? QFileInfo(line.value(u"--backup"_s)).absoluteFilePath()
                                : QString();

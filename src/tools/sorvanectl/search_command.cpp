@@ -25,15 +25,20 @@ QString SearchCommand::help() {
 
 Lists what cleaning APP would delete: its defaults domains (with their level,
 "user" or "root"), its preference files and its caches, found exactly as the
-desktop application finds them. Each item says why it was matched: the bundle
-identifier, the application name, the name less a suffix word, the saved-state
-rule, a path or search expression or extra domain of the known-applications
-catalogue, and whether it lies in the application's container.
+desktop application finds them. APP is a desktop entry, a desktop-file ID or
+an application's name on the Linux desktop, an application bundle on a macOS
+home folder. Each item says why it was matched: the bundle identifier or
+application ID, the application name, a KDE configuration file of the name,
+the name less a suffix word, the saved-state rule, a path or search
+expression or extra domain of the known-applications catalogue, and whether
+it lies in the application's container (a sandbox container, a Flatpak's
+~/.var/app/<ID> or a Snap's ~/snap/<name>).
 
 Root's domains are found through the privileged helper; without it they are
 left out, and a line on standard error says so.
 
-Exit status: 0 when the search ran, 2 when APP is not an application bundle.)"_s;
+Exit status: 0 when the search ran, 2 when APP names no application, or
+several.)"_s;
 }
 
 int SearchCommand::run(const QStringList& arguments, CtlSession& session) {
@@ -42,7 +47,7 @@ int SearchCommand::run(const QStringList& arguments, CtlSession& session) {
     if (!line.parse(arguments))
         return out.usage(kCommand, line.error());
     if (line.operands().size() != 1)
-        return out.usage(kCommand, u"give one application bundle"_s);
+        return out.usage(kCommand, u"give one application"_s);
     session.setWithoutHelper(u"root's domains are not searched"_s);
     const auto found = ApplicationLookup::find(kCommand, line.operands().first(), session);
     if (!found)
