@@ -2,6 +2,7 @@
 
 #include "helper/helper_file_operations.h"
 #include "helper/plist_check_job.h"
+#include "helper/system_dconf_domain.h"
 #include "helper/trusted_script.h"
 #include "platform/defaults_store.h"
 #include "platform/library_folders.h"
@@ -284,8 +285,15 @@ void HelperService::deleteDefaultsDomain(const QDBusMessage& message) {
     authorizeThen(
         message, P::kActionDelete,
         [this, domain](const QDBusMessage& m) {
-            const DefaultsStore store(LibraryFolders::rootHomeFolder());
             QString error;
+            // The Linux desktop's system domains live in the dconf databases;
+            // anything else is one of root's defaults domains.
+            if (SystemDconfDomain::exists(domain)) {
+                const bool removed = SystemDconfDomain::remove(domain, &error);
+                replySuccess(m, removed, error);
+                return;
+            }
+            const DefaultsStore store(LibraryFolders::rootHomeFolder());
             const bool deleted = store.deleteDomain(domain, &error);
             replySuccess(m, deleted, error);
         },

@@ -1,5 +1,6 @@
 #include "linux/linux_desktop.h"
 
+#include "linux/dconf_domain_matcher.h"
 #include "linux/desktop_entries.h"
 #include "linux/desktop_entry.h"
 #include "linux/linux_application.h"
@@ -7,7 +8,6 @@
 #include "platform/bundle.h"
 #include "platform/library_folders.h"
 #include "workflows/application_search.h"
-#include "workflows/domain_matcher.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -20,13 +20,6 @@ namespace {
 ApplicationTarget targetOfEntry(const DesktopEntry& entry) {
     return {QUrl::fromLocalFile(entry.path()), entry.identifier(), entry.name()};
 }
-
-// The Linux desktop keeps no defaults domains of its own yet: its dconf
-// settings join the search when Sorvane reads dconf.
-class NoDomainsMatcher : public DomainMatcher {
-public:
-    QList<SVDefaultsDomain> matchesForDomain(const QString&) override { return {}; }
-};
 
 bool looksLikePath(const QString& argument) {
     return argument.contains(u'/') || argument.endsWith(u".desktop"_s);
@@ -127,6 +120,15 @@ void LinuxDesktop::findApplicationSettings(const ApplicationTarget& application,
         app.identifier = application.identifier;
     const LinuxFileSearch files;
     results.appDomainResults = matcher.matchesForDomain(application.identifier);
+    const qsizetype ownDomains = results.appDomainResults.size();
+    // What the desktop keeps for the application elsewhere: its notification
+    // settings.
+    const QString notifications =
+        DconfDomainMatcher::notificationDomainOfApplication(application.identifier);
+    for (const SVDefaultsDomain& domain : matcher.matchesForDomain(notifications)) {
+        if (domain.domain() == notifications)
+            results.appDomainResults.append(domain);
+    }
     results.appAdditionalPreferenceFiles =
         files.preferenceFiles(app, reasons ? &reasons->preferenceFiles : nullptr);
     results.appCacheFiles = files.cacheFiles(app, reasons ? &reasons->caches : nullptr);
@@ -134,11 +136,15 @@ void LinuxDesktop::findApplicationSettings(const ApplicationTarget& application,
         return;
     reasons->domains.clear();
     for (qsizetype i = 0; i < results.appDomainResults.size(); ++i)
-        reasons->domains.append({MatchReason::Kind::ApplicationId, application.identifier, false});
+        reasons->domains.append({i < ownDomains ? MatchReason::Kind::ApplicationId
+                                                : MatchReason::Kind::NotificationSettings,
+                                 application.identifier, false});
 }
 
 std::unique_ptr<DomainMatcher> LinuxDesktop::makeDomainMatcher(SystemDomainsSource) const {
-    return std::make_unique<NoDomainsMatcher>();
+    // The system databases' key files are readable by everybody: no helper
+    // is needed to list their domains.
+    return std::make_unique<DconfDomainMatcher>();
 }
 
 QString LinuxDesktop::catalogueFolder() const {

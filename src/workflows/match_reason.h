@@ -8,15 +8,16 @@
 // finds the items, so the explanation can never disagree with the finding.
 struct MatchReason {
     enum class Kind {
-        Identifier,      // the bundle identifier (a domain, or an entry's whole name)
-        Name,            // the application's name, compared without regard to case
-        SuffixWord,      // the application's name less a suffix word ("se", "le"…)
-        SavedState,      // <identifier>.savedState in a saved-state folder
-        CataloguePath,   // a fixed path of the known-applications catalogue
-        CatalogueSearch, // a search expression of that catalogue
-        CatalogueDomain, // an extra domain of that catalogue
-        ApplicationId,   // a Linux application's ID (desktop-file or Flatpak ID)
-        RcFile,          // a KDE configuration file of the name: "<name>rc", "<name>-*rc"
+        Identifier,           // the bundle identifier (a domain, or an entry's whole name)
+        Name,                 // the application's name, compared without regard to case
+        SuffixWord,           // the application's name less a suffix word ("se", "le"…)
+        SavedState,           // <identifier>.savedState in a saved-state folder
+        CataloguePath,        // a fixed path of the known-applications catalogue
+        CatalogueSearch,      // a search expression of that catalogue
+        CatalogueDomain,      // an extra domain of that catalogue
+        ApplicationId,        // a Linux application's ID (desktop-file or Flatpak ID)
+        RcFile,               // a KDE configuration file of the name: "<name>rc", "<name>-*rc"
+        NotificationSettings, // the desktop's notification settings of the application
     };
 
     Kind kind = Kind::Identifier;

@@ -23,6 +23,13 @@ bool prepareTestEnvironment(const QTemporaryDir& scratch) {
     qputenv("XDG_RUNTIME_DIR", folder("runtime"));
     QFile::setPermissions(scratch.filePath(QStringLiteral("runtime")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    // dconf reads the sandbox's own user database alone, never the
+    // machine's profile and system databases.
+    const QString profile = scratch.filePath(QStringLiteral("dconf-profile"));
+    QFile profileFile(profile);
+    if (profileFile.open(QIODevice::WriteOnly))
+        profileFile.write("user-db:user\n");
+    qputenv("DCONF_PROFILE", QFile::encodeName(profile));
     // No test reaches the desktop session the tests were started from: a
     // test that needs a session bus starts a private one.
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder("runtime") + "/no-session-bus");

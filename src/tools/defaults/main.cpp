@@ -1,4 +1,5 @@
 #include "defaults_command.h"
+#include "linux_defaults_command.h"
 
 #include <QByteArray>
 
@@ -17,8 +18,12 @@ int main(int argc, char** argv) {
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
+    // The settings system its caller chose: a macOS home folder's property
+    // lists, else the Linux desktop's dconf settings.
     const DefaultsCommand::Result result =
-        DefaultsCommand::run(QString::fromLocal8Bit(qgetenv("HOME")), arguments);
+        qgetenv("SORVANE_SETTINGS") == "macos"
+            ? DefaultsCommand::run(QString::fromLocal8Bit(qgetenv("HOME")), arguments)
+            : LinuxDefaultsCommand::run(arguments);
     print(stdout, result.output);
     print(stderr, result.error.toUtf8());
     return result.exitCode;

@@ -30,8 +30,10 @@ constexpr std::array reasonNames{
     ReasonNames{u"catalogueDomain", u"catalogue domain \"%1\""},
     ReasonNames{u"applicationId", u"application ID \"%1\""},
     ReasonNames{u"rcFile", u"KDE configuration file of \"%1\""},
+    ReasonNames{u"notificationSettings", u"the desktop's notification settings of \"%1\""},
 };
-static_assert(reasonNames.size() == static_cast<size_t>(MatchReason::Kind::RcFile) + 1);
+static_assert(reasonNames.size() ==
+              static_cast<size_t>(MatchReason::Kind::NotificationSettings) + 1);
 
 } // namespace
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "defaults_command.h"
+
+// Sorvane's `defaults` program on the Linux desktop: the same verbs over the
+// user's dconf settings, a domain being a dconf directory with its subtree
+// ("org.gnome.TextEditor"). `domains` lists the domains that hold user values
+// joined by ", "; `read DOMAIN` prints the domain as dconf key-file text with
+// the values' types; `write DOMAIN TEXT` replaces the domain with the text
+// (values absent from it are reset); `delete DOMAIN` resets the domain.
+// Complaints are one line on standard error with exit status 1.
+class LinuxDefaultsCommand {
+public:
+    static DefaultsCommand::Result run(const QStringList& arguments);
+};
