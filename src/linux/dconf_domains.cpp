@@ -75,30 +75,32 @@ std::optional<QString> unescapeComponent(const QString& component) {
 
 // --- matching ------------------------------------------------------------
 
-// A component as it is compared loosely: without dashes and underscores and
-// without a trailing version number (unless nothing else is left).
-QString looseComponent(const QString& component) {
+// A component as it is compared loosely: without dashes and underscores
+// and, on the application's side only, without a trailing version number
+// (unless nothing else is left): "Rhythmbox3" keeps its settings in
+// "rhythmbox", but "game2" and "game3" are two applications.
+QString looseComponent(const QString& component, bool withoutVersion) {
     QString loose = component;
     loose.remove(u'-');
     loose.remove(u'_');
     qsizetype end = loose.size();
-    while (end > 0 && loose[end - 1].isDigit())
+    while (withoutVersion && end > 0 && loose[end - 1].isDigit())
         --end;
     if (end > 0)
         loose.truncate(end);
     return loose;
 }
 
-QString looseName(const QString& name) {
+QString looseName(const QString& name, bool withoutVersion) {
     QStringList components = name.split(u'.');
     for (QString& component : components)
-        component = looseComponent(component);
+        component = looseComponent(component, withoutVersion);
     return components.join(u'.');
 }
 
 bool nameMatches(const QString& name, const QString& pattern, const QString& loosePattern) {
     return sv::isCaseInsensitiveLike(name, pattern) ||
-           sv::isCaseInsensitiveLike(looseName(name), loosePattern);
+           sv::isCaseInsensitiveLike(looseName(name, false), loosePattern);
 }
 
 // Whether the domain, or a domain it lies below, matches.
@@ -426,7 +428,7 @@ QString DconfDomains::domainOfPath(const QString& path) {
 }
 
 QStringList DconfDomains::matches(const QStringList& domains, const QString& pattern) {
-    const QString loosePattern = looseName(pattern);
+    const QString loosePattern = looseName(pattern, true);
     QStringList found;
     for (const QString& domain : domains) {
         if (domainOrParentMatches(domain, pattern, loosePattern))

@@ -91,10 +91,12 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{u"org.gnome.shell.extensions.DashToDock"_s,
                   {u"org.gnome.shell.extensions.dash-to-dock"_s}},
         MatchCase{u"com.example.FooBar"_s, {u"com.example.Foo_Bar"_s}},
-        // A trailing version number, on either side.
+        // A trailing version number of the application's name; the domain's
+        // own number tells one application from another.
         MatchCase{u"org.gnome.Rhythmbox3"_s, kRhythmbox},
-        MatchCase{u"com.example.Nautilus"_s, {u"com.example.Nautilus2"_s}},
-        MatchCase{u"com.example.Nautilus41"_s, {u"com.example.Nautilus2"_s}},
+        MatchCase{u"com.example.Nautilus2"_s, {u"com.example.Nautilus2"_s}},
+        MatchCase{u"com.example.Nautilus"_s, {}},
+        MatchCase{u"com.example.Nautilus41"_s, {}},
         // Wildcards say what a name alone does not.
         MatchCase{u"org.gnome.TextEditor*"_s,
                   kTextEditor + QStringList{u"org.gnome.TextEditorPlugins"_s}},
