@@ -3,7 +3,8 @@
 #   ./build.sh test   install what is missing, build, run every test
 #   ./build.sh run    install what is missing, build, start Sorvane
 #   ./build.sh demo   build, then start Sorvane against a sandbox home, system
-#                     root and private bus with the helper (nothing installed)
+#                     root and private bus with the helper (nothing installed);
+#                     "demo linux" for the Linux desktop, else a macOS home
 #   ./build.sh bench  build, then run the benchmarks under bench/
 # Every verb is idempotent and incremental.
 set -euo pipefail
@@ -16,8 +17,9 @@ JOBS="$(nproc 2>/dev/null || echo 2)"
 PACKAGES=(
     # toolchain
     g++ cmake ninja-build pkg-config git python3 findutils
-    # Qt: core, GUI, XML, D-Bus; image-format plugins read ICNS icons
-    qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins
+    # Qt: core, GUI, XML, D-Bus; image-format plugins read ICNS icons, the
+    # SVG module draws the icon themes' scalable application icons
+    qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins libqt6svg6
     # binary and XML property lists
     libplist-dev
     # desktop entries (GKeyFile), dconf's client library and its real service

@@ -1,5 +1,6 @@
 #include "linux/linux_desktop.h"
 
+#include "linux/config_folder_check.h"
 #include "linux/dconf_domain_matcher.h"
 #include "linux/desktop_entries.h"
 #include "linux/desktop_entry.h"
@@ -8,6 +9,7 @@
 #include "platform/bundle.h"
 #include "platform/library_folders.h"
 #include "workflows/application_search.h"
+#include "workflows/helper_operations.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -23,6 +25,22 @@ ApplicationTarget targetOfEntry(const DesktopEntry& entry) {
 
 bool looksLikePath(const QString& argument) {
     return argument.contains(u'/') || argument.endsWith(u".desktop"_s);
+}
+
+// Flatpak exports its applications' icons beside their entries, in data
+// folders a session started without the profile scripts does not name.
+void addDataFoldersToIconThemes() {
+    QStringList paths = QIcon::themeSearchPaths();
+    bool added = false;
+    for (const QString& folder : DesktopEntries::dataFolders()) {
+        const QString icons = folder + u"/icons"_s;
+        if (!paths.contains(icons)) {
+            paths.append(icons);
+            added = true;
+        }
+    }
+    if (added)
+        QIcon::setThemeSearchPaths(paths);
 }
 
 } // namespace
@@ -51,6 +69,7 @@ bool LinuxRunningApplicationQuery::isRunning(const QString& identifier) {
 }
 
 QList<ApplicationEntry> LinuxDesktop::installedApplications() const {
+    addDataFoldersToIconThemes();
     QList<ApplicationEntry> entries;
     for (const DesktopEntry& entry : DesktopEntries::all())
         entries.append({QUrl::fromLocalFile(entry.path()), entry.identifier(), entry.name(),
@@ -100,6 +119,7 @@ QList<ApplicationTarget> LinuxDesktop::applicationsForArgument(const QString& ar
 }
 
 QImage LinuxDesktop::iconForApplication(const QUrl& url, int size) const {
+    addDataFoldersToIconThemes();
     const std::optional<DesktopEntry> entry = DesktopEntries::atPath(url.toLocalFile());
     const QString name = entry ? entry->iconName() : QString();
     QIcon icon = name.startsWith(u'/') ? QIcon(name) : QIcon::fromTheme(name);
@@ -157,4 +177,28 @@ QString LinuxDesktop::userCheckFolder() const {
 
 QString LinuxDesktop::systemCheckFolder() const {
     return LibraryFolders::underSystemRoot(u"/etc/xdg"_s);
+}
+
+std::optional<QMap<QString, QString>> LinuxDesktop::checkSettingsFolder(const QString& folder,
+                                                                        HelperOperations& helper) {
+    checkCancelled_ = false;
+    if (folder != systemCheckFolder())
+        return ConfigFolderCheck::checkFolder(folder, &checkCancelled_);
+    std::optional<QMap<QString, QString>> results;
+    for (const QString& system : {folder, LibraryFolders::underSystemRoot(u"/etc/dconf"_s)}) {
+        if (checkCancelled_ || !QFileInfo(system).isDir())
+            continue;
+        const auto answer = helper.checkPlistsAtUrl(QUrl::fromLocalFile(system));
+        if (!answer)
+            continue;
+        if (!results)
+            results.emplace();
+        results->insert(*answer);
+    }
+    return results;
+}
+
+void LinuxDesktop::cancelCheck(HelperOperations& helper) {
+    checkCancelled_ = true;
+    helper.cancelPlutilChecks();
 }

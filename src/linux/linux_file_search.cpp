@@ -26,8 +26,8 @@ QString xdgFolder(const char* variable, const QString& fallback) {
 
 // Entries that the desktop and the system share among all applications: an
 // application whose program happens to carry such a name ("trash", "man")
-// must never take them.
-bool isSharedEntry(const QString& entry) {
+// must never take them. Lower-case.
+bool isSharedEntry(const QString& lowerEntry) {
     static const QSet<QString> shared = {u"applications"_s,
                                          u"autostart"_s,
                                          u"dconf"_s,
@@ -60,46 +60,76 @@ bool isSharedEntry(const QString& entry) {
                                          u"man"_s,
                                          u"private"_s,
                                          u"pki"_s};
-    return shared.contains(entry.toLower());
+    return shared.contains(lowerEntry);
 }
 
 // KDE's rc files: "<name>rc", "<name>staterc" (in the state folder) and
 // "<name>-<part>rc".
 bool isRcFileOf(const QString& lowerEntry, const QString& name) {
-    if (lowerEntry == name + u"rc"_s || lowerEntry == name + u"staterc"_s)
-        return true;
-    return lowerEntry.size() > name.size() + 3 && lowerEntry.startsWith(name + u'-') &&
-           lowerEntry.endsWith(u"rc"_s);
-}
-
-// The rules in the order they are tried: the identifier, each name, KDE's rc
-// files of each name, the suffix rule.
-std::optional<MatchReason> matchOfEntry(const QString& entry, const LinuxApplication& application,
-                                        bool withRcFiles) {
-    if (entry.compare(application.identifier, Qt::CaseInsensitive) == 0)
-        return MatchReason{MatchReason::Kind::ApplicationId, application.identifier, false};
-    const QString lower = entry.toLower();
-    for (const QString& name : application.fileNames) {
-        if (lower == name)
-            return MatchReason{MatchReason::Kind::Name, name, false};
-    }
-    if (withRcFiles) {
-        // KDE names some rc files after the whole ID ("org.kde.gwenviewrc").
-        for (const QString& name :
-             application.fileNames + QStringList{application.identifier.toLower()}) {
-            if (isRcFileOf(lower, name))
-                return MatchReason{MatchReason::Kind::RcFile, name, false};
-        }
-    }
-    for (const QString& name : application.fileNames) {
-        const QString word = SVFileSearchTool::relatedSuffixWord(entry, name);
-        if (!word.isNull())
-            return MatchReason{MatchReason::Kind::SuffixWord, word, false};
-    }
-    return std::nullopt;
+    if (lowerEntry.size() <= name.size() + 1 || !lowerEntry.startsWith(name))
+        return false;
+    const QStringView rest = QStringView(lowerEntry).mid(name.size());
+    return rest == u"rc" || rest == u"staterc" ||
+           (rest.size() > 3 && rest.startsWith(u'-') && rest.endsWith(u"rc"));
 }
 
 } // namespace
+
+// The application's names prepared once per search, so that each entry of a
+// folder costs one lower-casing and a few look-ups. The rules are tried in
+// this order: the identifier, each name, KDE's rc files of each name (and of
+// the whole identifier, as "org.kde.gwenviewrc"), the suffix rule.
+class LinuxFileSearch::EntryRules {
+public:
+    explicit EntryRules(const LinuxApplication& application)
+        : identifier_(application.identifier)
+        , lowerIdentifier_(application.identifier.toLower())
+        , names_(application.fileNames.cbegin(), application.fileNames.cend())
+        , rcNames_(application.fileNames + QStringList{lowerIdentifier_}) {
+        for (const QString& name : application.fileNames) {
+            if (hasSuffixWord(name))
+                suffixNames_.append(name);
+        }
+    }
+
+    std::optional<MatchReason> match(const QString& entry, bool withRcFiles) const {
+        const QString lower = entry.toLower();
+        if (isSharedEntry(lower))
+            return std::nullopt;
+        if (lower == lowerIdentifier_)
+            return MatchReason{MatchReason::Kind::ApplicationId, identifier_, false};
+        if (names_.contains(lower))
+            return MatchReason{MatchReason::Kind::Name, lower, false};
+        if (withRcFiles && lower.endsWith(u"rc"_s)) {
+            for (const QString& name : rcNames_) {
+                if (isRcFileOf(lower, name))
+                    return MatchReason{MatchReason::Kind::RcFile, name, false};
+            }
+        }
+        for (const QString& name : suffixNames_) {
+            const QString word = SVFileSearchTool::relatedSuffixWord(entry, name);
+            if (!word.isNull())
+                return MatchReason{MatchReason::Kind::SuffixWord, word, false};
+        }
+        return std::nullopt;
+    }
+
+private:
+    // Only names that end in a suffix word can relate to an entry by it.
+    static bool hasSuffixWord(const QString& name) {
+        for (const QString& word : {u"se"_s, u"le"_s, u"trial"_s, u"express"_s, u"free"_s}) {
+            if (name.endsWith(word))
+                return true;
+        }
+        return false;
+    }
+
+    QString identifier_;
+    QString lowerIdentifier_;
+    QSet<QString> names_;
+    QStringList rcNames_;
+    QStringList suffixNames_;
+};
 
 QString LinuxFileSearch::configHome() {
     return xdgFolder("XDG_CONFIG_HOME", u".config"_s);
@@ -136,15 +166,16 @@ QList<QUrl> LinuxFileSearch::preferenceFiles(const LinuxApplication& application
     if (reasons)
         reasons->clear();
     Found found{{}, reasons};
-    collectInFolder(configHome(), application, true, found);
-    collectInFolder(dataHome(), application, false, found);
+    const EntryRules rules(application);
+    collectInFolder(configHome(), rules, true, found);
+    collectInFolder(dataHome(), rules, false, found);
     collectContainer(application, false, found);
     if (!application.snapName.isEmpty()) {
         const QString snap = homePath(u"snap/"_s + application.snapName);
         if (FileStatus::exists(snap))
             found.add(snap, {MatchReason::Kind::Name, application.snapName, true});
     }
-    collectInFolder(LibraryFolders::underSystemRoot(u"/etc/xdg"_s), application, true, found);
+    collectInFolder(LibraryFolders::underSystemRoot(u"/etc/xdg"_s), rules, true, found);
     return found.urls;
 }
 
@@ -153,19 +184,18 @@ QList<QUrl> LinuxFileSearch::cacheFiles(const LinuxApplication& application,
     if (reasons)
         reasons->clear();
     Found found{{}, reasons};
-    collectInFolder(cacheHome(), application, false, found);
-    collectInFolder(stateHome(), application, true, found);
+    const EntryRules rules(application);
+    collectInFolder(cacheHome(), rules, false, found);
+    collectInFolder(stateHome(), rules, true, found);
     collectContainer(application, true, found);
-    collectInFolder(LibraryFolders::underSystemRoot(u"/var/cache"_s), application, false, found);
+    collectInFolder(LibraryFolders::underSystemRoot(u"/var/cache"_s), rules, false, found);
     return found.urls;
 }
 
-void LinuxFileSearch::collectInFolder(const QString& folder, const LinuxApplication& application,
+void LinuxFileSearch::collectInFolder(const QString& folder, const EntryRules& rules,
                                       bool withRcFiles, Found& found) const {
     for (const QString& entry : DirectoryListing::list(folder).names) {
-        if (isSharedEntry(entry))
-            continue;
-        if (const auto reason = matchOfEntry(entry, application, withRcFiles))
+        if (const auto reason = rules.match(entry, withRcFiles))
             found.add(sv::stringByAppendingPathComponent(folder, entry), *reason);
     }
 }

@@ -41,8 +41,9 @@ private:
         QList<MatchReason>* reasons;
         void add(const QString& path, const MatchReason& reason);
     };
-    // withRcFiles: KDE's rc files are taken too (configuration folders).
-    void collectInFolder(const QString& folder, const LinuxApplication& application,
-                         bool withRcFiles, Found& found) const;
+    class EntryRules;
+    // withRcFiles: KDE's rc files are taken too (configuration and state folders).
+    void collectInFolder(const QString& folder, const EntryRules& rules, bool withRcFiles,
+                         Found& found) const;
     void collectContainer(const LinuxApplication& application, bool caches, Found& found) const;
 };
