@@ -44,5 +44,5 @@ void AppDelegate::opComplete_Reboot() {
 void AppDelegate::progressSheet_cancel() {
     actionCancelled = true;
     if (waitingForPlutil)
-        services_.helper.cancelPlutilChecks();
+        services_.system.cancelCheck(services_.helper);
 }

@@ -50,7 +50,7 @@ QList<QByteArray> settingsFolders(AllowedPlaces::Kind kind) {
     case AllowedPlaces::Kind::OtherUserLibrary:
         return {"Library", ".config", ".local/share", ".local/state", ".cache", ".var/app", "snap"};
     case AllowedPlaces::Kind::SystemLibrary:
-        return {"Library", "etc/xdg", "var/cache"};
+        return {"Library", "etc/xdg", "etc/dconf", "var/cache"};
     case AllowedPlaces::Kind::RootLibrary:
         break;
     }

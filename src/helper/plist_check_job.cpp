@@ -1,6 +1,10 @@
 #include "helper/plist_check_job.h"
 
+#include "linux/config_folder_check.h"
+#include "platform/library_folders.h"
 #include "platform/plist_checker.h"
+
+#include <QDir>
 
 #include <QDirIterator>
 #include <QFile>
@@ -65,8 +69,17 @@ QStringList PlistCheckJob::plistFilesInFolder(const QString& folder) {
     return files;
 }
 
+bool PlistCheckJob::isLinuxSettingsFolder(const QString& folder) {
+    const QString cleaned = QDir::cleanPath(folder);
+    return cleaned == LibraryFolders::underSystemRoot(u"/etc/xdg"_s) ||
+           cleaned == LibraryFolders::underSystemRoot(u"/etc/dconf"_s);
+}
+
 PlistCheckJob::Results PlistCheckJob::run(const QString& folder, const std::atomic<bool>& cancelled,
                                           QDeadlineTimer deadline) {
+    // The Linux desktop's system folders hold settings of every format.
+    if (isLinuxSettingsFolder(folder))
+        return ConfigFolderCheck::checkFolder(folder, &cancelled);
     const QStringList files = plistFilesInFolder(folder);
     std::vector<std::optional<QString>> messages(static_cast<size_t>(files.size()));
     std::atomic<qsizetype> next{0};

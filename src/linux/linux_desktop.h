@@ -6,6 +6,8 @@
 #include <QHash>
 #include <QMutex>
 
+#include <atomic>
+
 // Whether a desktop application runs: its entry's programs, its Flatpak
 // instances or its Snap's processes. The entry is the one the application was
 // chosen by, where it was (a .desktop file outside the data folders, or one
@@ -44,7 +46,13 @@ public:
     QString catalogueFolder() const override;
     QString userCheckFolder() const override;
     QString systemCheckFolder() const override;
+    // The user's folders with the user's own rights; the system's (/etc/xdg
+    // and /etc/dconf) through the helper.
+    std::optional<QMap<QString, QString>> checkSettingsFolder(const QString& folder,
+                                                              HelperOperations& helper) override;
+    void cancelCheck(HelperOperations& helper) override;
 
 private:
     LinuxRunningApplicationQuery running_;
+    std::atomic<bool> checkCancelled_{false};
 };

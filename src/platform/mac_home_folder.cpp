@@ -7,6 +7,7 @@
 #include "search/sv_file_search_tool.h"
 #include "util/path_utils.h"
 #include "workflows/application_search.h"
+#include "workflows/helper_operations.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -148,4 +149,13 @@ QString MacHomeFolder::userCheckFolder() const {
 
 QString MacHomeFolder::systemCheckFolder() const {
     return LibraryFolders::underSystemRoot(u"/Library/Preferences"_s);
+}
+
+std::optional<QMap<QString, QString>> MacHomeFolder::checkSettingsFolder(const QString& folder,
+                                                                         HelperOperations& helper) {
+    return helper.checkPlistsAtUrl(QUrl::fromLocalFile(folder));
+}
+
+void MacHomeFolder::cancelCheck(HelperOperations& helper) {
+    helper.cancelPlutilChecks();
 }

@@ -26,6 +26,10 @@ public:
     QString catalogueFolder() const override;
     QString userCheckFolder() const override;
     QString systemCheckFolder() const override;
+    // The helper checks every property list of the folder.
+    std::optional<QMap<QString, QString>> checkSettingsFolder(const QString& folder,
+                                                              HelperOperations& helper) override;
+    void cancelCheck(HelperOperations& helper) override;
 
 private:
     ProcessRunningApplicationQuery running_;

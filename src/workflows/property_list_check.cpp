@@ -21,7 +21,7 @@ PropertyListCheck::Result
 PropertyListCheck::checkPlistsAtPath(const QString& folder, std::atomic<bool>* waitingForPlutil) {
     if (waitingForPlutil)
         *waitingForPlutil = true;
-    const auto answer = helper_.checkPlistsAtUrl(QUrl::fromLocalFile(folder));
+    const auto answer = SettingsSystem::current().checkSettingsFolder(folder, helper_);
     if (waitingForPlutil)
         *waitingForPlutil = false;
     // No answer reads as a check of zero files.

@@ -4,6 +4,7 @@
 
 #include <QImage>
 #include <QList>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -13,6 +14,7 @@
 #include <optional>
 
 class DomainMatcher;
+class HelperOperations;
 class RunningApplicationQuery;
 struct ApplicationSearchReasons;
 struct ApplicationSearchResults;
@@ -94,4 +96,11 @@ public:
     // The folders the settings check examines.
     virtual QString userCheckFolder() const = 0;
     virtual QString systemCheckFolder() const = 0;
+    // Checks the settings files below a folder: each checked file's path to
+    // "OK" or its checker's message; nothing when the check could not run.
+    // Work that needs root's rights goes through the helper. Blocks.
+    virtual std::optional<QMap<QString, QString>> checkSettingsFolder(const QString& folder,
+                                                                      HelperOperations& helper) = 0;
+    // Stops the running check early; it answers with what it checked so far.
+    virtual void cancelCheck(HelperOperations& helper) = 0;
 };
