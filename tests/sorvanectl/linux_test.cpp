@@ -352,3 +352,34 @@ TEST_F(LinuxCtl, MacosHomeOptionStillChoosesTheMacosHomeFolder) {
 }
 
 } // namespace
+
+namespace {
+
+// The user's check on the Linux desktop: every settings file of
+// $XDG_CONFIG_HOME by its format, damaged ones listed, --delete removing them.
+TEST_F(LinuxCtl, CheckFindsAndDeletesTheUsersDamagedSettings) {
+    const QString cut = world.makeFile(world.homePath(u".config/plasmarc"_s), "[Theme\nname=");
+    const QString nul =
+        world.makeFile(world.homePath(u".config/Code/User/settings.json"_s), QByteArray(32, '\0'));
+    world.makeFile(world.homePath(u".config/empty.ini"_s), {});
+    world.makeFile(world.homePath(u".config/mimeapps.list"_s),
+                   "[Default Applications]\ntext/plain=org.kde.kate.desktop\n");
+
+    const CtlRun run = world.runJson({u"check"_s, u"--user"_s});
+    ASSERT_EQ(run.status, 1) << qPrintable(run.err);
+    QStringList paths;
+    for (const QJsonValue& failure : run.json[u"failures"_s].toArray())
+        paths.append(failure[u"path"_s].toString());
+    paths.sort();
+    EXPECT_EQ(paths, (QStringList{nul, cut}))
+        << "an empty file is never listed: " << qPrintable(paths.join(u", "_s));
+
+    const CtlRun deleted = world.runJson({u"check"_s, u"--user"_s, u"--delete"_s});
+    EXPECT_EQ(deleted.status, 1) << "damaged files were found, and then deleted";
+    EXPECT_FALSE(QFile::exists(cut));
+    EXPECT_FALSE(QFile::exists(nul));
+    EXPECT_TRUE(QFile::exists(world.homePath(u".config/katerc"_s)));
+    EXPECT_EQ(world.runJson({u"check"_s, u"--user"_s}).status, 0);
+}
+
+} // namespace

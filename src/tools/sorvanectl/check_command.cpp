@@ -86,18 +86,23 @@ QJsonArray failuresJson(const QList<PlutilError>& failures, const QList<bool>& l
 QString CheckCommand::help() {
     return uR"(Usage: sorvanectl check [--json] [--user | --system | FOLDER] [--delete]
 
-Checks every property-list file (*.plist, sub-folders included) of a folder
-and lists the damaged ones with the checker's message.
+Checks the settings files of a folder (sub-folders included) and lists the
+damaged ones with the checker's message. On the Linux desktop every file of a
+known format is checked (dconf databases, keyfiles such as .desktop, .ini and
+KDE's rc files, JSON, XML, property lists); on a macOS home folder every
+property list (*.plist).
 
-  --user      your own preferences folder, ~/Library/Preferences (the default)
-  --system    the system's preferences folder, /Library/Preferences
+  --user      your own settings: $XDG_CONFIG_HOME (~/.config) on the Linux
+              desktop, ~/Library/Preferences on a macOS home folder (the
+              default)
+  --system    the system's: /etc/xdg and /etc/dconf, or /Library/Preferences
   FOLDER      any other folder you can read, checked with your own rights
   --delete    delete the damaged files, as the desktop application does
-              (the two preference folders through the privileged helper)
+              (through the privileged helper)
 
-The two preference folders are checked by the privileged helper; when it
-cannot be reached, they are checked with your own rights and a line on
-standard error says so. Empty files, and a few system files that are always
+The system's folders (and, on a macOS home folder, your preferences folder)
+are checked by the privileged helper; when it cannot be reached, they are
+checked with your own rights and a line on standard error says so. Empty files, and a few system files that are always
 being rewritten, are never listed, as in the desktop application.
 
 Exit status: 0 when no damaged file was found, 1 when one was (with --delete
