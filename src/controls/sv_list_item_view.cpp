@@ -3,13 +3,47 @@
 #include "controls/sv_list_item_view_delegate.h"
 #include "ui_list_item_view.h"
 
+#include <QEvent>
 #include <QTimer>
+
+#include <algorithm>
 
 SVListItemView::SVListItemView(QWidget* parent)
     : QWidget(parent)
     , ui_(std::make_unique<Ui::ListItemView>()) {
     ui_->setupUi(this);
+    ui_->labelField->installEventFilter(this);
     connect(ui_->deleteButton, &QToolButton::clicked, this, &SVListItemView::deleteItemAction);
+}
+
+bool SVListItemView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == ui_->labelField && event->type() == QEvent::Resize)
+        showName();
+    return QWidget::eventFilter(watched, event);
+}
+
+namespace {
+
+// Long paths differ at their ends: the folders are cut in the middle, so that
+// each row still shows its file's name whole where it fits.
+QString fittedName(const QFontMetrics& metrics, const QString& name, int width) {
+    if (metrics.horizontalAdvance(name) <= width)
+        return name;
+    const qsizetype slash = name.lastIndexOf(u'/');
+    if (slash > 0) {
+        const QString file = name.mid(slash);
+        const int folderWidth = width - metrics.horizontalAdvance(file);
+        if (folderWidth >= 4 * metrics.averageCharWidth())
+            return metrics.elidedText(name.left(slash), Qt::ElideMiddle, folderWidth) + file;
+    }
+    return metrics.elidedText(name, Qt::ElideMiddle, width);
+}
+
+} // namespace
+
+void SVListItemView::showName() {
+    QLabel* field = ui_->labelField;
+    field->setText(fittedName(field->fontMetrics(), name_, std::max(field->width(), 1)));
 }
 
 SVListItemView::~SVListItemView() = default;
@@ -17,8 +51,9 @@ SVListItemView::~SVListItemView() = default;
 SVListItemView* SVListItemView::listViewForItemWithName(const QString& name, bool canBeDeleted,
                                                         SVListItemViewDelegate* delegate) {
     auto* item = new SVListItemView;
+    item->name_ = name;
     item->ui_->labelField->setText(name);
-    // The column may cut a long name off; the tool tip still shows all of it.
+    // The row may show a long name cut; the tool tip still shows all of it.
     item->ui_->labelField->setToolTip(name);
     item->ui_->deleteButton->setEnabled(canBeDeleted);
     item->setDelegate(delegate);
@@ -26,7 +61,7 @@ SVListItemView* SVListItemView::listViewForItemWithName(const QString& name, boo
 }
 
 QString SVListItemView::label() const {
-    return ui_->labelField->text();
+    return name_;
 }
 
 QLabel* SVListItemView::labelField() const {

@@ -29,7 +29,8 @@ public:
 
     ~SVListItemView() override;
 
-    // The name the row stands for.
+    // The name the row stands for, whole (the row shows it cut in the middle
+    // when it is too long).
     QString label() const;
 
     QLabel* labelField() const;
@@ -43,9 +44,14 @@ public Q_SLOTS:
     // The delete button's action: asks the delegate after kDeleteDelayMs.
     void deleteItemAction();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     explicit SVListItemView(QWidget* parent = nullptr);
+    void showName();
 
     std::unique_ptr<Ui::ListItemView> ui_;
+    QString name_;
     SVListItemViewDelegate* delegate_ = nullptr;
 };

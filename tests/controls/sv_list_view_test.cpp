@@ -65,6 +65,28 @@ TEST_F(SVListViewTest, RowsShowNamesInOrderWithFullNameToolTips) {
     EXPECT_EQ(row(0)->delegate(), &list);
 }
 
+// A long path is cut in the middle: its file's name stays in sight, while the
+// row's label and tool tip keep the whole path.
+TEST_F(SVListViewTest, LongPathsAreCutInTheMiddle) {
+    const QString path = u"/home/"_s + QString(280, u'x') + u"/.config/org.example.Tool.conf"_s;
+    ASSERT_GE(path.size(), 300);
+    list.addItemWithName(path, true);
+    QTest::qWait(20);
+
+    const QString shown = row(0)->labelField()->text();
+    EXPECT_LT(shown.size(), path.size());
+    EXPECT_TRUE(shown.endsWith(u"org.example.Tool.conf"_s))
+        << qPrintable(shown) << " in " << row(0)->labelField()->width() << " pixels";
+    EXPECT_TRUE(shown.startsWith(u"/home/"_s)) << qPrintable(shown);
+    EXPECT_EQ(row(0)->label(), path);
+    EXPECT_EQ(row(0)->labelField()->toolTip(), path);
+
+    // A wider row shows more of it.
+    list.resize(900, 200);
+    QTest::qWait(20);
+    EXPECT_GT(row(0)->labelField()->text().size(), shown.size());
+}
+
 TEST_F(SVListViewTest, DisabledButtonNeverAsks) {
     RecordingListDelegate delegate(true);
     list.setDelegate(&delegate);
