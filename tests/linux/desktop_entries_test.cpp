@@ -3,6 +3,7 @@
 
 #include "qt_printers.h"
 #include "sandbox.h"
+#include "scoped_environment.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -18,40 +19,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Sets environment variables for one test and puts back what was there,
-// unset ones included.
-class EnvironmentOverride {
-public:
-    EnvironmentOverride() = default;
-    EnvironmentOverride(const EnvironmentOverride&) = delete;
-    EnvironmentOverride& operator=(const EnvironmentOverride&) = delete;
-    ~EnvironmentOverride() {
-        for (const auto& [name, value] : saved_) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-    void set(const char* name, const QString& value) {
-        remember(name);
-        qputenv(name, QFile::encodeName(value));
-    }
-    void unset(const char* name) {
-        remember(name);
-        qunsetenv(name);
-    }
-
-private:
-    void remember(const char* name) {
-        if (saved_.count(name))
-            return;
-        saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name))
-                                                       : std::optional<QByteArray>();
-    }
-    std::map<std::string, std::optional<QByteArray>> saved_;
-};
 
 QByteArray application(const QByteArray& name, const QByteArray& extraLines = {}) {
     return "[Desktop Entry]\nType=Application\nName=" + name + "\n" + extraLines;
@@ -82,7 +49,7 @@ protected:
     }
 
     Sandbox sandbox;
-    EnvironmentOverride environment;
+    ScopedEnvironment environment;
     const QString dataHome;
     const QString localShare;
     const QString usrShare;
@@ -369,7 +336,7 @@ struct NameCase {
 class LocalisedNames : public testing::TestWithParam<NameCase> {
 protected:
     Sandbox sandbox;
-    EnvironmentOverride environment;
+    ScopedEnvironment environment;
 };
 
 TEST_P(LocalisedNames, FollowTheLocale) {

@@ -8,6 +8,7 @@
 #include "recording_helper.h"
 #include "recording_services.h"
 #include "sandbox.h"
+#include "scoped_environment.h"
 
 #include <QDeadlineTimer>
 #include <QDirIterator>
@@ -26,31 +27,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Sets environment variables for one test and puts back what was there.
-class ScopedEnvironment {
-public:
-    ScopedEnvironment() = default;
-    ScopedEnvironment(const ScopedEnvironment&) = delete;
-    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-    ~ScopedEnvironment() {
-        for (const auto& [name, value] : saved_) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-    void set(const char* name, const QString& value) {
-        if (!saved_.count(name))
-            saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name))
-                                                           : std::optional<QByteArray>();
-        qputenv(name, QFile::encodeName(value));
-    }
-
-private:
-    std::map<std::string, std::optional<QByteArray>> saved_;
-};
 
 // The Linux desktop as the settings system every workflow asks, for one
 // test; the known-applications catalogue is read afresh for it and after it.

@@ -9,6 +9,7 @@
 #include "workflows/domain_matcher.h"
 
 #include "sandbox.h"
+#include "scoped_environment.h"
 
 #include <QFile>
 
@@ -23,31 +24,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Sets environment variables for one test and puts back what was there.
-class ScopedEnvironment {
-public:
-    ScopedEnvironment() = default;
-    ScopedEnvironment(const ScopedEnvironment&) = delete;
-    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-    ~ScopedEnvironment() {
-        for (const auto& [name, value] : saved_) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-    void set(const char* name, const QString& value) {
-        if (!saved_.count(name))
-            saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name))
-                                                           : std::optional<QByteArray>();
-        qputenv(name, QFile::encodeName(value));
-    }
-
-private:
-    std::map<std::string, std::optional<QByteArray>> saved_;
-};
 
 // A user's desktop in a sandbox: the XDG folders at their defaults below the
 // home folder, and the data folders in the order the Flatpak and snapd

@@ -2,6 +2,7 @@
 // whose HOME, XDG folders and data folders are the test's.
 
 #include "ctl_world.h"
+#include "scoped_environment.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -13,39 +14,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Sets environment variables that sorvanectl inherits, for one test, and
-// puts back what was there.
-class ScopedEnvironment {
-public:
-    ScopedEnvironment() = default;
-    ScopedEnvironment(const ScopedEnvironment&) = delete;
-    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-    ~ScopedEnvironment() {
-        for (const auto& [name, value] : saved_) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-    void set(const char* name, const QString& value) {
-        remember(name);
-        qputenv(name, QFile::encodeName(value));
-    }
-    void unset(const char* name) {
-        remember(name);
-        qunsetenv(name);
-    }
-
-private:
-    void remember(const char* name) {
-        if (!saved_.count(name))
-            saved_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name))
-                                                           : std::optional<QByteArray>();
-    }
-    std::map<std::string, std::optional<QByteArray>> saved_;
-};
 
 QByteArray desktopEntry(const QByteArray& lines) {
     return "[Desktop Entry]\nType=Application\n" + lines;
