@@ -33,7 +33,7 @@ private:
 
     bool fail(const QString& what, const char* at);
     bool unexpected();
-    void skipSpace();
+    bool skipSpace();
     bool step();
     bool value();
     bool afterComma();
@@ -73,9 +73,39 @@ bool JsonParse::unexpected() {
         m_pos);
 }
 
-void JsonParse::skipSpace() {
-    while (m_pos < m_end && (*m_pos == ' ' || *m_pos == '\t' || *m_pos == '\n' || *m_pos == '\r'))
-        ++m_pos;
+// Editors keep their settings as JSON with comments ("//" to the line's
+// end, "/* */") and trailing commas; such files are not damaged, so both are
+// taken as white space and as a closing's forerunner.
+bool JsonParse::skipSpace() {
+    while (m_pos < m_end) {
+        const char c = *m_pos;
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+            ++m_pos;
+            continue;
+        }
+        if (c != '/')
+            return true;
+        if (m_pos + 1 == m_end)
+            return fail(u"unterminated comment"_s, m_end);
+        if (m_pos[1] == '/') {
+            const void* end = std::memchr(m_pos, '\n', size_t(m_end - m_pos));
+            m_pos = end ? static_cast<const char*>(end) : m_end;
+        } else if (m_pos[1] == '*') {
+            const char* close = nullptr;
+            for (const char* p = m_pos + 2; p + 1 < m_end; ++p) {
+                if (p[0] == '*' && p[1] == '/') {
+                    close = p;
+                    break;
+                }
+            }
+            if (!close)
+                return fail(u"unterminated comment"_s, m_end);
+            m_pos = close + 2;
+        } else {
+            return true;
+        }
+    }
+    return true;
 }
 
 bool JsonParse::run(QString* error, bool* cutShort) {
@@ -83,8 +113,8 @@ bool JsonParse::run(QString* error, bool* cutShort) {
         m_pos += 3;
     bool ok = true;
     while (ok) {
-        skipSpace();
-        if (m_pos == m_end)
+        ok = skipSpace();
+        if (!ok || m_pos == m_end)
             break;
         ok = step();
     }
@@ -136,7 +166,7 @@ bool JsonParse::afterComma() {
     const bool inArray = m_open.back() == '[';
     if (c == ',') {
         ++m_pos;
-        m_expect = inArray ? Expect::Value : Expect::Key;
+        m_expect = inArray ? Expect::ValueOrClose : Expect::KeyOrClose;
         return true;
     }
     if (c == (inArray ? ']' : '}'))

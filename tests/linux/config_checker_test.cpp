@@ -328,7 +328,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class JsonFiles : public testing::TestWithParam<TextCase> {};
 
-TEST_P(JsonFiles, FollowRfc8259) {
+TEST_P(JsonFiles, FollowRfc8259WithEditorsComments) {
     EXPECT_EQ(jsonError(GetParam().data), QString::fromUtf8(GetParam().verdict));
 }
 
@@ -344,10 +344,15 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"unicode", "{\"ключ\": \"😀\"}", "OK"},
         TextCase{"empty", "", "unexpected end of data at line 1, column 1"},
         TextCase{"blank", "  \n ", "unexpected end of data at line 2, column 2"},
-        TextCase{"trailingComma", "[1,]", "unexpected character ']' at line 1, column 4"},
-        TextCase{"trailingCommaInObject", "{\"a\":1,}",
-                 "expected a string key at line 1, column 8"},
-        TextCase{"comment", "{/*x*/}", "expected a string key at line 1, column 2"},
+        // Editors' settings: comments and trailing commas are no damage.
+        TextCase{"trailingComma", "[1,]", "OK"},
+        TextCase{"trailingCommaInObject", "{\"a\":1,}", "OK"},
+        TextCase{"blockComment", "{/*x*/}", "OK"},
+        TextCase{"lineComments", "// settings\n{\n  \"a\": 1, // why\n}\n// end", "OK"},
+        TextCase{"doubleComma", "[1,,]", "unexpected character ',' at line 1, column 4"},
+        TextCase{"emptyAfterComma", "{,}", "expected a string key at line 1, column 2"},
+        TextCase{"openComment", "{\"a\": 1 /* cut", "unterminated comment at line 1, column 15"},
+        TextCase{"loneSlash", "[1 / 2]", "expected ',' or ']' at line 1, column 4"},
         TextCase{"nulBytes", QByteArray(4, '\0'), "NUL byte at line 1, column 1"},
         TextCase{"nulInString", QByteArray("[\"a\0\"]", 6), "NUL byte at line 1, column 4"},
         TextCase{"leadingZero", "[01]", "invalid number at line 1, column 2"},
@@ -391,7 +396,7 @@ TEST(ConfigChecker, JsonTellsACutFromOtherFaults) {
     bool cutShort = false;
     EXPECT_NE(jsonError("{\"a\": [1, 2", &cutShort), u"OK"_s);
     EXPECT_TRUE(cutShort);
-    EXPECT_NE(jsonError("{\"a\": [1,]", &cutShort), u"OK"_s);
+    EXPECT_NE(jsonError("{\"a\": [1,,]", &cutShort), u"OK"_s);
     EXPECT_FALSE(cutShort);
 }
 
