@@ -16,9 +16,9 @@
 // that large is reported, not checked). It follows no link found inside the
 // folder: a link to a folder is not entered and a link to a file is not
 // checked, so the check stays inside the folder it was given (which may
-// itself be reached through a link). FIFOs, sockets and devices are skipped. Files are checked several at a time on the global thread pool, and
-// a cancel flag, read between files, ends the check early with what was
-// checked so far.
+// itself be reached through a link). FIFOs, sockets and devices are skipped.
+// Files are checked several at a time on the global thread pool, and a cancel
+// flag, read between files, ends the check early with what was checked so far.
 class ConfigFolderCheck {
 public:
     using Results = QMap<QString, QString>;

@@ -32,14 +32,31 @@ int unitSize(const QByteArray& data) {
     }
 }
 
+// Whether UTF-8 text ends with its last character whole: after the last
+// lead byte come exactly the continuation bytes it announces.
+bool endsWithWholeUtf8Character(const QByteArray& data) {
+    const char* begin = data.constData();
+    const char* end = begin + data.size();
+    const char* lead = end;
+    while (lead > begin && end - lead < 4 && (static_cast<unsigned char>(lead[-1]) & 0xC0) == 0x80)
+        --lead;
+    if (lead == begin)
+        return lead == end;
+    --lead;
+    return ConfigChecker::utf8SequenceLength(lead, end) == end - lead;
+}
+
 // The reader holds back bytes that might begin a character until more come,
 // and does not complain when the data ends first: a document ending inside a
 // character, or in a stray byte, would read as good. In UTF-16 and UTF-32 the
 // size tells; in a byte encoding, a line end after the document would be
 // white space, and fails only when it completes a broken character.
-bool endsInsideACharacter(const QByteArray& data) {
+bool endsInsideACharacter(const QByteArray& data, QStringView declaredEncoding) {
     if (const int unit = unitSize(data); unit > 1)
         return data.size() % unit != 0;
+    // UTF-8 tells by its last character alone, without a second reading.
+    if (declaredEncoding.isEmpty() || declaredEncoding.compare(u"UTF-8", Qt::CaseInsensitive) == 0)
+        return !endsWithWholeUtf8Character(data);
     QXmlStreamReader reader(data + '\n');
     while (!reader.atEnd())
         reader.readNext();
@@ -81,7 +98,7 @@ bool XmlChecker::validate(const QByteArray& data, QString* error, bool* cutShort
     while (!reader.atEnd())
         reader.readNext();
     if (!reader.hasError()) {
-        if (!endsInsideACharacter(data))
+        if (!endsInsideACharacter(data, reader.documentEncoding()))
             return true;
         if (error && unitSize(data) > 1)
             *error = u"document ends inside a character at byte offset %1"_s.arg(data.size());
