@@ -62,9 +62,9 @@ MainWindow::MainWindow(QWidget* parent)
     setWindowTitle(u"Sorvane"_s);
     resize(900, 640);
     tabs = new QTabWidget;
-    tabs->addTab(buildApplicationTab(), u"&Application"_s);
+    tabs->addTab(buildApplicationTab(), u"A&pplication"_s);
     tabs->addTab(buildComponentsTab(), u"System &Components"_s);
-    tabs->addTab(buildCheckTab(), u"Property-List C&heck"_s);
+    tabs->addTab(buildCheckTab(), u"Property-List Chec&k"_s);
     setCentralWidget(tabs);
     buildMenus();
     buildProgressSheet();
@@ -100,7 +100,7 @@ QWidget* MainWindow::buildApplicationTab() {
     labels->addStretch();
     header->addLayout(labels, 1);
     auto* buttons = new QVBoxLayout;
-    chooseAppButton = new QPushButton(u"C&hoose Application…"_s);
+    chooseAppButton = new QPushButton(u"Ch&oose Application…"_s);
     cleanAppButton = new QPushButton(u"C&lean Application"_s);
     buttons->addStretch();
     buttons->addWidget(chooseAppButton);
