@@ -148,6 +148,8 @@ public:
     // Fields.
     QUrl appUrl;
     ApplicationSearchResults results;
+    // Why each item of the results was found, as the last search said.
+    ApplicationSearchReasons resultReasons;
     QList<SVOSComponent> osComponents;
     QList<PlutilError> plutilErrors;
     std::atomic<bool> actionCancelled = false;

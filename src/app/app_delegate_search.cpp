@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 void AppDelegate::doSearchesForApp() {
     ApplicationSearch search(services_.matcher, services_.system);
-    switch (search.doSearchesForApp(appUrl, results)) {
+    switch (search.doSearchesForApp(appUrl, results, &resultReasons)) {
     case ApplicationSearch::Outcome::NotABundle:
         return;
     case ApplicationSearch::Outcome::NoBundleIdentifier:
@@ -22,16 +22,40 @@ void AppDelegate::doSearchesForApp() {
     }
 }
 
+namespace {
+
+// Each row says why its item was found, and a domain whose it is.
+void addRow(SVListView* list, const QString& name, const QString& why) {
+    list->addItemWithName(name, true);
+    list->items().constLast()->setDetail(why);
+}
+
+QString domainDetail(const SVDefaultsDomain& domain, const QString& why) {
+    const QString level = domain.authLevel() == 0 ? u"your own"_s : u"the system's"_s;
+    return why.isEmpty() ? level : u"%1 · %2"_s.arg(level, why);
+}
+
+} // namespace
+
 void AppDelegate::updateAppSearchResultsDisplay() {
+    const auto why = [](const QList<MatchReason>& reasons, qsizetype i) {
+        return i < reasons.size() ? reasons.at(i).text() : QString();
+    };
     appDefaultsDomainsListView->removeAllItems();
-    for (const SVDefaultsDomain& domain : results.appDomainResults)
-        appDefaultsDomainsListView->addItemWithName(domain.domain(), true);
+    for (qsizetype i = 0; i < results.appDomainResults.size(); ++i) {
+        const SVDefaultsDomain& domain = results.appDomainResults.at(i);
+        addRow(appDefaultsDomainsListView, domain.domain(),
+               domainDetail(domain, why(resultReasons.domains, i)));
+    }
     appAdditionalPrefsFilesListView->removeAllItems();
-    for (const QUrl& file : results.appAdditionalPreferenceFiles)
-        appAdditionalPrefsFilesListView->addItemWithName(file.toLocalFile(), true);
+    for (qsizetype i = 0; i < results.appAdditionalPreferenceFiles.size(); ++i)
+        addRow(appAdditionalPrefsFilesListView,
+               results.appAdditionalPreferenceFiles.at(i).toLocalFile(),
+               why(resultReasons.preferenceFiles, i));
     appCachesListView->removeAllItems();
-    for (const QUrl& file : results.appCacheFiles)
-        appCachesListView->addItemWithName(file.toLocalFile(), true);
+    for (qsizetype i = 0; i < results.appCacheFiles.size(); ++i)
+        addRow(appCachesListView, results.appCacheFiles.at(i).toLocalFile(),
+               why(resultReasons.caches, i));
 }
 
 const SVDefaultsDomain* AppDelegate::appDefaultsDomainWithDomain(const QString& domain) const {

@@ -13,6 +13,10 @@ SVListItemView::SVListItemView(QWidget* parent)
     , ui_(std::make_unique<Ui::ListItemView>()) {
     ui_->setupUi(this);
     ui_->labelField->installEventFilter(this);
+    QFont small = ui_->detailField->font();
+    small.setPointSizeF(small.pointSizeF() * 0.85);
+    ui_->detailField->setFont(small);
+    ui_->detailField->setForegroundRole(QPalette::PlaceholderText);
     connect(ui_->deleteButton, &QToolButton::clicked, this, &SVListItemView::deleteItemAction);
 }
 
@@ -66,6 +70,17 @@ QString SVListItemView::label() const {
 
 QLabel* SVListItemView::labelField() const {
     return ui_->labelField;
+}
+
+void SVListItemView::setDetail(const QString& detail) {
+    QLabel* field = ui_->detailField;
+    field->setText(detail);
+    field->setToolTip(detail);
+    field->setVisible(!detail.isEmpty());
+}
+
+QLabel* SVListItemView::detailField() const {
+    return ui_->detailField;
 }
 
 QToolButton* SVListItemView::deleteButton() const {

@@ -34,6 +34,9 @@ public:
     QString label() const;
 
     QLabel* labelField() const;
+    // Why the item is listed, shown smaller under its name; empty hides it.
+    void setDetail(const QString& detail);
+    QLabel* detailField() const;
     QToolButton* deleteButton() const;
     SVListItemViewDelegate* delegate() const { return delegate_; }
     // The delegate is not owned; it must outlive the row (the list does, as

@@ -29,4 +29,10 @@ struct MatchReason {
     bool inContainer = false;
 
     bool operator==(const MatchReason&) const = default;
+
+    // How the reason reads: "KDE configuration file of \"kate\"", with
+    // ", in the application's container" where it applies.
+    QString text() const;
+    // The kind's name in sorvanectl's JSON: "identifier", "rcFile"...
+    static QString kindName(Kind kind);
 };

@@ -162,6 +162,20 @@ TEST_F(AppDelegateTest, PasteTakesTheFirstUrlByItsExtensionOnly) {
     EXPECT_EQ(delegate->appUrl, web);
 }
 
+// Rows tell the same domain of root's and of the user's apart, and say why
+// each item was found.
+TEST_F(AppDelegateTest, RowsSayWhoseDomainAndWhyEachItemWasFound) {
+    delegate->setApplicationUrl(bundle);
+    const QList<SVListItemView*> rows = delegate->appDefaultsDomainsListView->items();
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_EQ(rows[0]->detailField()->text(),
+              u"the system's · bundle identifier \"com.example.tool\""_s);
+    EXPECT_EQ(rows[1]->detailField()->text(),
+              u"your own · bundle identifier \"com.example.tool\""_s);
+    EXPECT_FALSE(rows[1]->detailField()->isHidden());
+    EXPECT_EQ(rows[0]->label(), u"com.example.tool"_s);
+}
+
 TEST_F(AppDelegateTest, ClearingTheTargetKeepsTheLists) {
     delegate->setApplicationUrl(bundle);
     QTest::qWait(20);

@@ -34,7 +34,5 @@ struct FoundItem {
 
     static QJsonArray jsonArray(const QList<FoundItem>& items);
     static QString levelName(qint32 authLevel);
-    static QString reasonText(const MatchReason& reason);
     static QJsonObject reasonJson(const MatchReason& reason);
-    static QString kindName(MatchReason::Kind kind);
 };
