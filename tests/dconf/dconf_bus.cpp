@@ -1,5 +1,7 @@
 #include "dconf_bus.h"
 
+#include "private_bus.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -62,19 +64,7 @@ void stopProcess(pid_t pid) {
 DconfBus::DconfBus(Service service) {
     if (!writeConfig(service))
         return;
-    daemon_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    daemon_.start(u"dbus-daemon"_s, {u"--config-file="_s + dir_.filePath(u"bus.conf"_s),
-                                     u"--nofork"_s, u"--print-address=1"_s});
-    QByteArray line;
-    const QDeadlineTimer deadline(10000);
-    while (!line.contains('\n') && !deadline.hasExpired() &&
-           daemon_.state() != QProcess::NotRunning) {
-        daemon_.waitForReadyRead(100);
-        line += daemon_.readAllStandardOutput();
-    }
-    address_ = QString::fromUtf8(line).trimmed();
-    if (address_.isEmpty())
-        lastError_ = u"dbus-daemon did not start: "_s + daemon_.errorString();
+    address_ = startDbusDaemon(daemon_, dir_.filePath(u"bus.conf"_s), &lastError_);
 }
 
 bool DconfBus::writeConfig(Service service) {

@@ -58,20 +58,25 @@ PrivateBus::PrivateBus(const QProcessEnvironment& extraEnvironment)
     file.close();
 
     daemon_.setProcessEnvironment(childEnvironment());
-    daemon_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    daemon_.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
-                   QStringLiteral("--print-address=1")});
+    address_ = startDbusDaemon(daemon_, config, &lastError_);
+}
+
+QString startDbusDaemon(QProcess& daemon, const QString& configFile, QString* error) {
+    daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 {QStringLiteral("--config-file=") + configFile, QStringLiteral("--nofork"),
+                  QStringLiteral("--print-address=1")});
     QByteArray line;
     const QDeadlineTimer deadline(10000);
     while (!line.contains('\n') && !deadline.hasExpired() &&
-           daemon_.state() != QProcess::NotRunning) {
-        daemon_.waitForReadyRead(100);
-        line += daemon_.readAllStandardOutput();
+           daemon.state() != QProcess::NotRunning) {
+        daemon.waitForReadyRead(100);
+        line += daemon.readAllStandardOutput();
     }
-    address_ = QString::fromUtf8(line).trimmed();
-    if (address_.isEmpty())
-        lastError_ = QStringLiteral("dbus-daemon did not start: ") + daemon_.errorString();
+    const QString address = QString::fromUtf8(line).trimmed();
+    if (address.isEmpty() && error)
+        *error = QStringLiteral("dbus-daemon did not start: ") + daemon.errorString();
+    return address;
 }
 
 PrivateBus::~PrivateBus() {

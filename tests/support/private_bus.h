@@ -8,6 +8,11 @@
 
 #include <memory>
 
+// Starts "dbus-daemon --config-file=<configFile>" in daemon and waits (up to
+// 10 s) for the address it prints; an empty address, with the reason in
+// error, when it does not start.
+QString startDbusDaemon(QProcess& daemon, const QString& configFile, QString* error);
+
 // A private dbus-daemon in a temporary folder of its own, standing in for the
 // system bus: its activation files come from <prefix>/share/dbus-1/
 // system-services and its policies from <prefix>/share/dbus-1/system.d, which
