@@ -247,8 +247,8 @@ void collectUserKeys(DConfClient* client, const QByteArray& dir, QList<QByteArra
 
 // --- writing -------------------------------------------------------------
 
+// The caller reports the error: the defaults program prints it once.
 bool fail(QString* error, const QString& message) {
-    sv::log(message);
     if (error)
         *error = message;
     return false;
@@ -477,7 +477,28 @@ bool DconfDomains::write(const QString& domain, const QString& text, QString* er
     // One change holds the new values and the resets: readers see the old
     // domain or the new one, never a mixture.
     resetOtherUserKeys(client->get(), changes.get(), dir);
-    return apply(client->get(), changes.get(), error);
+    QString failure;
+    if (apply(client->get(), changes.get(), &failure))
+        return true;
+    return fail(error, u"Cannot write %1: %2"_s.arg(domain, failure));
+}
+
+std::optional<QMap<QString, QString>> DconfDomains::valuesOfText(const QString& text) {
+    const Changeset changes(dconf_changeset_new());
+    QString problem;
+    if (!addValues(changes.get(), "/", text, &problem))
+        return std::nullopt;
+    const gchar* prefix = nullptr;
+    const gchar* const* paths = nullptr;
+    GVariant* const* values = nullptr;
+    const guint count = dconf_changeset_describe(changes.get(), &prefix, &paths, &values);
+    QMap<QString, QString> result;
+    for (guint i = 0; i < count; ++i) {
+        const Text printed(g_variant_print(values[i], TRUE));
+        const QString key = QString::fromUtf8(prefix) + QString::fromUtf8(paths[i]);
+        result.insert(key.mid(1), QString::fromUtf8(printed.get()));
+    }
+    return result;
 }
 
 bool DconfDomains::remove(const QString& domain, QString* error) const {
@@ -487,5 +508,8 @@ bool DconfDomains::remove(const QString& domain, QString* error) const {
     const Client client(dconf_client_new());
     const Changeset changes(dconf_changeset_new());
     dconf_changeset_set(changes.get(), path.toUtf8().constData(), nullptr);
-    return apply(client.get(), changes.get(), error);
+    QString failure;
+    if (apply(client.get(), changes.get(), &failure))
+        return true;
+    return fail(error, u"Cannot delete %1: %2"_s.arg(domain, failure));
 }

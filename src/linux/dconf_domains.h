@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -60,6 +61,11 @@ public:
     // see either the old domain or the new one. A text that cannot be parsed
     // writes nothing; the error names the line, group and key.
     bool write(const QString& domain, const QString& text, QString* error) const;
+
+    // The values of a key-file text in the form read returns, by key path
+    // relative to the domain ("sub/dir/key"), each in GVariant text with its
+    // type. Nothing when the text would not be written.
+    static std::optional<QMap<QString, QString>> valuesOfText(const QString& text);
 
     // Resets the domain's subtree.
     bool remove(const QString& domain, QString* error) const;

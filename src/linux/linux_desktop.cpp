@@ -2,6 +2,7 @@
 
 #include "linux/config_folder_check.h"
 #include "linux/dconf_domain_matcher.h"
+#include "linux/dconf_domains.h"
 #include "linux/desktop_entries.h"
 #include "linux/desktop_entry.h"
 #include "linux/linux_application.h"
@@ -201,4 +202,17 @@ std::optional<QMap<QString, QString>> LinuxDesktop::checkSettingsFolder(const QS
 void LinuxDesktop::cancelCheck(HelperOperations& helper) {
     checkCancelled_ = true;
     helper.cancelPlutilChecks();
+}
+
+std::optional<SettingsSystem::DomainValues>
+LinuxDesktop::valuesOfSettingsText(const QString& text) const {
+    return DconfDomains::valuesOfText(text);
+}
+
+std::optional<SettingsSystem::DomainValues>
+LinuxDesktop::userDomainValues(const QString& domain) const {
+    const std::optional<QString> text = DconfDomains().read(domain);
+    if (!text || text->isEmpty())
+        return std::nullopt;
+    return DconfDomains::valuesOfText(*text);
 }

@@ -52,6 +52,10 @@ public:
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    // dconf key-file text; values by key path below the domain.
+    std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
+    std::optional<DomainValues> userDomainValues(const QString& domain) const override;
+
 private:
     LinuxRunningApplicationQuery running_;
     std::atomic<bool> checkCancelled_{false};

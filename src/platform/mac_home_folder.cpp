@@ -1,8 +1,11 @@
 #include "platform/mac_home_folder.h"
 
 #include "platform/bundle.h"
+#include "platform/defaults_store.h"
 #include "platform/file_icons.h"
 #include "platform/library_folders.h"
+#include "platform/plist_binary_format.h"
+#include "platform/plist_text_format.h"
 #include "search/sv_defaults_tool.h"
 #include "search/sv_file_search_tool.h"
 #include "util/path_utils.h"
@@ -158,4 +161,34 @@ std::optional<QMap<QString, QString>> MacHomeFolder::checkSettingsFolder(const Q
 
 void MacHomeFolder::cancelCheck(HelperOperations& helper) {
     helper.cancelPlutilChecks();
+}
+
+namespace {
+
+std::optional<SettingsSystem::DomainValues> valuesOf(const PlistValue& domain) {
+    if (!domain.isDictionary())
+        return std::nullopt;
+    SettingsSystem::DomainValues values;
+    for (const QString& key : domain.keys())
+        values.insert(key,
+                      QString::fromLatin1(PlistBinaryFormat::write(*domain.find(key)).toBase64()));
+    return values;
+}
+
+} // namespace
+
+std::optional<SettingsSystem::DomainValues>
+MacHomeFolder::valuesOfSettingsText(const QString& text) const {
+    QString error;
+    return valuesOf(PlistTextFormat::parse(text, &error));
+}
+
+std::optional<SettingsSystem::DomainValues>
+MacHomeFolder::userDomainValues(const QString& domain) const {
+    const DefaultsStore store(LibraryFolders::homeFolder());
+    if (!store.domainExists(domain))
+        return std::nullopt;
+    QString error;
+    // A damaged domain is still there, holding nothing that can be read.
+    return valuesOf(store.readDomain(domain, &error)).value_or(DomainValues());
 }

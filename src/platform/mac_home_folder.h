@@ -31,6 +31,10 @@ public:
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    // Property-list text; each top-level key's value as a binary property list.
+    std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
+    std::optional<DomainValues> userDomainValues(const QString& domain) const override;
+
 private:
     ProcessRunningApplicationQuery running_;
 };

@@ -49,6 +49,9 @@ public:
     };
     // Where root's (or the system's) domain names come from.
     using SystemDomainsSource = std::function<std::optional<QStringList>()>;
+    // A domain's settings by key, each value in a typed text form of this
+    // system, so that two values are equal exactly when their texts are.
+    using DomainValues = QMap<QString, QString>;
 
     virtual ~SettingsSystem() = default;
 
@@ -103,4 +106,12 @@ public:
                                                                       HelperOperations& helper) = 0;
     // Stops the running check early; it answers with what it checked so far.
     virtual void cancelCheck(HelperOperations& helper) = 0;
+
+    // Domains, as packages carry them. The values of a captured settings text
+    // (what "defaults read" printed and "defaults write" takes); nothing when
+    // the text cannot be read.
+    virtual std::optional<DomainValues> valuesOfSettingsText(const QString& text) const = 0;
+    // The values the user's own domain holds now; nothing when there is no
+    // such domain or it cannot be read.
+    virtual std::optional<DomainValues> userDomainValues(const QString& domain) const = 0;
 };

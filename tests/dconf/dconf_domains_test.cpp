@@ -146,7 +146,8 @@ TEST_F(DconfDomainsTest, ALockedKeyRefusesTheWholeWrite) {
     useProfile(profile);
     QString error;
     EXPECT_FALSE(domains.write(u"org.sorvane.locked"_s, u"[/]\na=2\nk=5\n"_s, &error));
-    EXPECT_TRUE(error.startsWith(u"dconf refused the change: "_s)) << qPrintable(error);
+    EXPECT_TRUE(error.startsWith(u"Cannot write org.sorvane.locked: dconf refused the change: "_s))
+        << qPrintable(error);
     // Neither the reset nor the other value went through.
     EXPECT_EQ(dconfRead(u"/org/sorvane/locked/a"_s), u"1"_s);
 

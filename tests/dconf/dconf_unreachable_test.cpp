@@ -25,11 +25,13 @@ TEST(DconfUnreachableChild, DISABLED_ChangesFailAndLoseNothing) {
     QString error;
     EXPECT_FALSE(domains.write(kDomain, u"[/]\nc=3\n"_s, &error));
     std::cout << "write: " << qPrintable(error) << '\n';
-    EXPECT_TRUE(error.startsWith(u"dconf is not reachable: "_s)) << qPrintable(error);
+    EXPECT_TRUE(error.startsWith(u"Cannot write "_s + kDomain + u": dconf is not reachable: "_s))
+        << qPrintable(error);
     EXPECT_FALSE(error.contains(u'\n'));
     error.clear();
     EXPECT_FALSE(domains.remove(kDomain, &error));
-    EXPECT_TRUE(error.startsWith(u"dconf is not reachable: "_s)) << qPrintable(error);
+    EXPECT_TRUE(error.startsWith(u"Cannot delete "_s + kDomain + u": dconf is not reachable: "_s))
+        << qPrintable(error);
 
     // Reading needs no service: the values are all there.
     EXPECT_EQ(domains.read(kDomain), QString::fromUtf8(kValues));

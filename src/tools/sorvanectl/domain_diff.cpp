@@ -1,24 +1,21 @@
 #include "domain_diff.h"
 
-#include "platform/plist_value.h"
-
 #include <QJsonArray>
 
 using namespace Qt::StringLiterals;
 
-DomainDiff DomainDiff::between(const PlistValue& current, const PlistValue& incoming) {
+DomainDiff DomainDiff::between(const std::optional<SettingsSystem::DomainValues>& current,
+                               const SettingsSystem::DomainValues& incoming) {
     DomainDiff diff;
-    const bool hasCurrent = current.isDictionary();
-    for (const QString& key : incoming.keys()) {
-        const PlistValue* now = hasCurrent ? current.find(key) : nullptr;
-        if (!now)
-            diff.added.append(key);
-        else if (*now != *incoming.find(key))
-            diff.changed.append(key);
+    for (auto key = incoming.cbegin(); key != incoming.cend(); ++key) {
+        if (!current || !current->contains(key.key()))
+            diff.added.append(key.key());
+        else if (current->value(key.key()) != key.value())
+            diff.changed.append(key.key());
     }
-    if (hasCurrent) {
-        for (const QString& key : current.keys()) {
-            if (!incoming.find(key))
+    if (current) {
+        for (const QString& key : current->keys()) {
+            if (!incoming.contains(key))
                 diff.removed.append(key);
         }
     }

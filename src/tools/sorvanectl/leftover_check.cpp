@@ -1,8 +1,7 @@
 #include "leftover_check.h"
 
 #include "helper_access.h"
-#include "platform/defaults_store.h"
-#include "platform/library_folders.h"
+#include "workflows/settings_system.h"
 
 #include <QFileInfo>
 
@@ -13,7 +12,7 @@ bool LeftoverCheck::domainRemains(const SVDefaultsDomain& domain) {
     // A name read from the defaults program may keep its line end.
     const QString name = domain.domain().trimmed();
     if (domain.authLevel() == 0)
-        return DefaultsStore(LibraryFolders::homeFolder()).domainExists(name);
+        return SettingsSystem::current().userDomainValues(name).has_value();
     if (!rootDomainsRead_) {
         rootDomains_ = helper_.readAllDefaultsDomains();
         rootDomainsRead_ = true;

@@ -6,10 +6,8 @@
 #include "domain_diff.h"
 #include "package_view.h"
 #include "packager/package_deployer.h"
-#include "platform/defaults_store.h"
-#include "platform/library_folders.h"
-#include "platform/plist_text_format.h"
 #include "util/path_utils.h"
+#include "workflows/settings_system.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -25,7 +23,7 @@ const QString kCommand = u"package deploy"_s;
 
 struct DomainPlan {
     QString domain;
-    PlistValue incoming; // invalid when the package's text cannot be read
+    std::optional<SettingsSystem::DomainValues> incoming; // none when unreadable
     bool exists = false;
     DomainDiff diff;
     std::optional<bool> written;
@@ -51,16 +49,16 @@ QByteArray contentsOf(const QString& path) {
 }
 
 ItemPlan planOf(const std::shared_ptr<SVPPItem>& item, bool application,
-                const DefaultsStore& store) {
+                const SettingsSystem& system) {
     ItemPlan plan{item, application, {}, {}};
     for (const QString& domain : item->prefsDomains()) {
-        QString error;
         DomainPlan entry;
         entry.domain = domain;
-        entry.incoming = PlistTextFormat::parse(item->plistForDomain(domain), &error);
-        const PlistValue current = store.readDomain(domain, &error);
-        entry.exists = current.isValid();
-        entry.diff = DomainDiff::between(current, entry.incoming);
+        entry.incoming = system.valuesOfSettingsText(item->plistForDomain(domain));
+        const auto current = system.userDomainValues(domain);
+        entry.exists = current.has_value();
+        if (entry.incoming)
+            entry.diff = DomainDiff::between(current, *entry.incoming);
         plan.domains.append(entry);
     }
     for (const QString& stored : item->extraFilePaths()) {
@@ -74,12 +72,13 @@ ItemPlan planOf(const std::shared_ptr<SVPPItem>& item, bool application,
     return plan;
 }
 
-void readBack(QList<ItemPlan>& plans, const DefaultsStore& store, bool* allWritten) {
+void readBack(QList<ItemPlan>& plans, const SettingsSystem& system, bool* allWritten) {
     for (ItemPlan& plan : plans) {
         for (DomainPlan& domain : plan.domains) {
-            QString error;
-            domain.written = domain.incoming.isDictionary() &&
-                             store.readDomain(domain.domain, &error) == domain.incoming;
+            // An empty domain leaves nothing behind to read.
+            const auto now = system.userDomainValues(domain.domain);
+            domain.written =
+                domain.incoming && now.value_or(SettingsSystem::DomainValues()) == *domain.incoming;
             *allWritten = *allWritten && *domain.written;
         }
         for (FilePlan& file : plan.files) {
@@ -101,7 +100,7 @@ void print(CtlOutput& out, const QList<ItemPlan>& plans) {
                      : u"Component %1:"_s.arg(plan.item->displayName()));
         for (const DomainPlan& domain : plan.domains) {
             const QString change =
-                !domain.incoming.isDictionary()
+                !domain.incoming
                     ? u"the package's settings cannot be read"_s
                     : domain.diff.text() + (domain.exists ? QString() : u" (new domain)"_s);
             out.line(u"  %1domain %2: %3"_s.arg(stateWord(domain.written), domain.domain, change));
@@ -117,7 +116,7 @@ QJsonObject jsonOf(const ItemPlan& plan) {
         QJsonObject entry = domain.diff.json();
         entry.insert(u"domain"_s, domain.domain);
         entry.insert(u"exists"_s, domain.exists);
-        entry.insert(u"readable"_s, domain.incoming.isDictionary());
+        entry.insert(u"readable"_s, domain.incoming.has_value());
         if (domain.written)
             entry.insert(u"written"_s, *domain.written);
         domains.append(entry);
@@ -207,14 +206,14 @@ int PackageDeployCommand::run(const QStringList& arguments, CtlSession& session)
     if (!applyOnly(line.values(u"--only"_s), system + applications, &skipped, out))
         return out.finish(kCommand, CtlOutput::kUsage);
 
-    const DefaultsStore store(LibraryFolders::homeFolder());
+    const SettingsSystem& settings = SettingsSystem::current();
     QList<ItemPlan> plans;
     for (const auto& item : system)
         if (item->enabled())
-            plans.append(planOf(item, false, store));
+            plans.append(planOf(item, false, settings));
     for (const auto& item : applications)
         if (item->enabled())
-            plans.append(planOf(item, true, store));
+            plans.append(planOf(item, true, settings));
     const bool dryRun = line.isSet(u"--dry-run"_s);
     bool allWritten = true;
     if (!dryRun) {
@@ -228,7 +227,7 @@ int PackageDeployCommand::run(const QStringList& arguments, CtlSession& session)
         // The pauses only let a person read the progress sheet.
         deployer.setPause(std::chrono::milliseconds(0));
         deployer.background_deployPreferences(system, applications);
-        readBack(plans, store, &allWritten);
+        readBack(plans, settings, &allWritten);
     }
     out.line(opened->file + (dryRun ? u" (dry run: nothing is written)"_s : QString()));
     print(out, plans);
