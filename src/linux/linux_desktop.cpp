@@ -5,6 +5,7 @@
 #include "linux/dconf_domains.h"
 #include "linux/desktop_entries.h"
 #include "linux/desktop_entry.h"
+#include "linux/flatpak_settings_keyfile.h"
 #include "linux/linux_application.h"
 #include "linux/linux_file_search.h"
 #include "platform/bundle.h"
@@ -150,16 +151,24 @@ void LinuxDesktop::findApplicationSettings(const ApplicationTarget& application,
         if (domain.domain() == notifications)
             results.appDomainResults.append(domain);
     }
+    const qsizetype desktopDomains = results.appDomainResults.size();
+    // A Flatpak's own settings store, which its sandbox uses instead of dconf.
+    const QString store = FlatpakSettingsKeyfile::domainOf(app.flatpakId);
+    if (!app.flatpakId.isEmpty() && QFileInfo(FlatpakSettingsKeyfile::pathOf(store)).size() > 0)
+        results.appDomainResults.append(SVDefaultsDomain(store, 0));
     results.appAdditionalPreferenceFiles =
         files.preferenceFiles(app, reasons ? &reasons->preferenceFiles : nullptr);
     results.appCacheFiles = files.cacheFiles(app, reasons ? &reasons->caches : nullptr);
     if (!reasons)
         return;
     reasons->domains.clear();
-    for (qsizetype i = 0; i < results.appDomainResults.size(); ++i)
-        reasons->domains.append({i < ownDomains ? MatchReason::Kind::ApplicationId
-                                                : MatchReason::Kind::NotificationSettings,
-                                 application.identifier, false});
+    for (qsizetype i = 0; i < results.appDomainResults.size(); ++i) {
+        const MatchReason::Kind kind = i < ownDomains ? MatchReason::Kind::ApplicationId
+                                       : i < desktopDomains
+                                           ? MatchReason::Kind::NotificationSettings
+                                           : MatchReason::Kind::FlatpakSettings;
+        reasons->domains.append({kind, application.identifier, i >= desktopDomains});
+    }
 }
 
 std::unique_ptr<DomainMatcher> LinuxDesktop::makeDomainMatcher(SystemDomainsSource) const {
@@ -211,7 +220,9 @@ LinuxDesktop::valuesOfSettingsText(const QString& text) const {
 
 std::optional<SettingsSystem::DomainValues>
 LinuxDesktop::userDomainValues(const QString& domain) const {
-    const std::optional<QString> text = DconfDomains().read(domain);
+    const std::optional<QString> text = FlatpakSettingsKeyfile::isDomain(domain)
+                                            ? FlatpakSettingsKeyfile::read(domain)
+                                            : DconfDomains().read(domain);
     if (!text || text->isEmpty())
         return std::nullopt;
     return DconfDomains::valuesOfText(*text);

@@ -22,9 +22,9 @@ constexpr std::array reasonNames{
     ReasonNames{u"applicationId", u"application ID \"%1\""},
     ReasonNames{u"rcFile", u"KDE configuration file of \"%1\""},
     ReasonNames{u"notificationSettings", u"the desktop's notification settings of \"%1\""},
+    ReasonNames{u"flatpakSettings", u"the settings store of the Flatpak \"%1\""},
 };
-static_assert(reasonNames.size() ==
-              static_cast<size_t>(MatchReason::Kind::NotificationSettings) + 1);
+static_assert(reasonNames.size() == static_cast<size_t>(MatchReason::Kind::FlatpakSettings) + 1);
 
 } // namespace
 

@@ -18,6 +18,7 @@ struct MatchReason {
         ApplicationId,        // a Linux application's ID (desktop-file or Flatpak ID)
         RcFile,               // a KDE configuration file of the name: "<name>rc", "<name>-*rc"
         NotificationSettings, // the desktop's notification settings of the application
+        FlatpakSettings,      // a Flatpak application's own GSettings store
     };
 
     Kind kind = Kind::Identifier;

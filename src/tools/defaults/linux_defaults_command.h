@@ -7,7 +7,8 @@
 // ("org.gnome.TextEditor"). `domains` lists the domains that hold user values
 // joined by ", "; `read DOMAIN` prints the domain as dconf key-file text with
 // the values' types; `write DOMAIN TEXT` replaces the domain with the text
-// (values absent from it are reset); `delete DOMAIN` resets the domain.
+// (values absent from it are reset); `delete DOMAIN` resets the domain. A
+// Flatpak application's own settings store is the domain "flatpak:<id>".
 // Complaints are one line on standard error with exit status 1.
 class LinuxDefaultsCommand {
 public:
