@@ -12,7 +12,7 @@
 set -euo pipefail
 HERE="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 BUILD="${SORVANE_BUILD_DIR:-$HERE/../build}"
-OURS="$BUILD/libexec/sorvane/defaults"
+OURS="$BUILD/libexec/sorvane/dconf-defaults"
 BENCH="$BUILD/bench/bench_dconf"
 SERVICE=/usr/libexec/dconf-service
 for tool in dconf dbus-daemon dbus-send hyperfine python3; do

@@ -153,9 +153,10 @@ void LinuxDesktop::findApplicationSettings(const ApplicationTarget& application,
     }
     const qsizetype desktopDomains = results.appDomainResults.size();
     // A Flatpak's own settings store, which its sandbox uses instead of dconf.
-    const QString store = FlatpakSettingsKeyfile::domainOf(app.flatpakId);
-    if (!app.flatpakId.isEmpty() && QFileInfo(FlatpakSettingsKeyfile::pathOf(store)).size() > 0)
-        results.appDomainResults.append(SVDefaultsDomain(store, 0));
+    const std::string store = FlatpakSettingsKeyfile::domainOf(app.flatpakId.toStdString());
+    const QFileInfo storeFile(QString::fromStdString(FlatpakSettingsKeyfile::pathOf(store)));
+    if (!app.flatpakId.isEmpty() && storeFile.size() > 0)
+        results.appDomainResults.append(SVDefaultsDomain(QString::fromStdString(store), 0));
     results.appAdditionalPreferenceFiles =
         files.preferenceFiles(app, reasons ? &reasons->preferenceFiles : nullptr);
     results.appCacheFiles = files.cacheFiles(app, reasons ? &reasons->caches : nullptr);
@@ -220,9 +221,11 @@ LinuxDesktop::valuesOfSettingsText(const QString& text) const {
 
 std::optional<SettingsSystem::DomainValues>
 LinuxDesktop::userDomainValues(const QString& domain) const {
-    const std::optional<QString> text = FlatpakSettingsKeyfile::isDomain(domain)
-                                            ? FlatpakSettingsKeyfile::read(domain)
-                                            : DconfDomains().read(domain);
+    std::optional<QString> text;
+    if (!FlatpakSettingsKeyfile::hasPrefix(domain.toStdString()))
+        text = DconfDomains().read(domain);
+    else if (const auto store = FlatpakSettingsKeyfile::read(domain.toStdString()))
+        text = QString::fromStdString(*store);
     if (!text || text->isEmpty())
         return std::nullopt;
     return DconfDomains::valuesOfText(*text);

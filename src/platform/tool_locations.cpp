@@ -30,7 +30,11 @@ QString ToolLocations::defaultsTool() {
     if (programFolder.endsWith(u"/Contents/MacOS"_s) &&
         QFileInfo(programFolder + u"/defaults"_s).isExecutable())
         return overridden("SORVANE_DEFAULTS_TOOL", programFolder + u"/defaults"_s);
-    return overridden("SORVANE_DEFAULTS_TOOL", libexecFolder() + u"/defaults"_s);
+    // On the Linux desktop, the same verbs from a program without Qt, which
+    // starts as fast as dconf's own tool.
+    const QString program =
+        qgetenv("SORVANE_SETTINGS") == "macos" ? u"/defaults"_s : u"/dconf-defaults"_s;
+    return overridden("SORVANE_DEFAULTS_TOOL", libexecFolder() + program);
 }
 
 QString ToolLocations::rebootTool() {

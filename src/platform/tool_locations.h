@@ -11,7 +11,8 @@ public:
     // program's bin/ (or the folder of a program that already lives there).
     static QString libexecFolder();
 
-    // Sorvane's own defaults program (SORVANE_DEFAULTS_TOOL replaces it).
+    // Sorvane's own defaults program for the chosen settings system
+    // (SORVANE_DEFAULTS_TOOL replaces it).
     static QString defaultsTool();
     // The system's reboot program (SORVANE_REBOOT_TOOL replaces it).
     static QString rebootTool();

@@ -204,7 +204,8 @@ TEST_P(LinuxDiscovery, FindsExactlyTheApplicationsOwnFiles) {
     desktop.findApplicationSettings(targets.first(), *matcher, results, &reasons);
     // No dconf here: the only domain can be a Flatpak's own settings store.
     for (const SVDefaultsDomain& domain : results.appDomainResults)
-        EXPECT_EQ(domain.domain(), FlatpakSettingsKeyfile::domainOf(targets.first().identifier));
+        EXPECT_EQ(domain.domain().toStdString(),
+                  FlatpakSettingsKeyfile::domainOf(targets.first().identifier.toStdString()));
     ASSERT_EQ(reasons.preferenceFiles.size(), results.appAdditionalPreferenceFiles.size());
     ASSERT_EQ(reasons.caches.size(), results.appCacheFiles.size());
 

@@ -1,79 +1,82 @@
 #include "linux_defaults_command.h"
 
-#include "linux/dconf_domains.h"
+#include "linux/dconf_store.h"
 #include "linux/flatpak_settings_keyfile.h"
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString usage = u"usage: defaults domains\n"
-                      u"       defaults read domain\n"
-                      u"       defaults write domain '<dconf key-file text>'\n"
-                      u"       defaults delete domain\n"_s;
+using Result = LinuxDefaultsCommand::Result;
 
-DefaultsCommand::Result failure(const QString& message) {
-    return {1, {}, message.endsWith(u'\n') ? message : message + u'\n'};
+const char* const usage = "usage: defaults domains\n"
+                          "       defaults read domain\n"
+                          "       defaults write domain '<dconf key-file text>'\n"
+                          "       defaults delete domain\n";
+
+Result failure(const std::string& message) {
+    return {1, {}, !message.empty() && message.back() == '\n' ? message : message + '\n'};
 }
 
-DefaultsCommand::Result success(const QString& output = {}) {
-    return {0, output.toUtf8(), {}};
+Result success(const std::string& output = {}) {
+    return {0, output, {}};
 }
 
 // Every name with the Flatpak store's prefix is one, valid or not: it never
 // falls through to a dconf directory of that name.
-bool isFlatpakStore(const QString& name) {
-    return name.startsWith(FlatpakSettingsKeyfile::prefix);
+bool isDomain(const std::string& name) {
+    return FlatpakSettingsKeyfile::hasPrefix(name) ? FlatpakSettingsKeyfile::isDomain(name)
+                                                   : !DconfStore::pathOfDomain(name).empty();
 }
 
-bool isDomain(const QString& name) {
-    return isFlatpakStore(name) ? FlatpakSettingsKeyfile::isDomain(name)
-                                : !DconfDomains::pathOfDomain(name).isEmpty();
-}
-
-DefaultsCommand::Result domains(const DconfDomains& dconf) {
-    const std::optional<QStringList> names = dconf.userDomains();
+Result domains() {
+    std::string problem;
+    const auto names = DconfStore::userDomains(&problem);
     if (!names)
-        return failure(u"dconf cannot be read"_s);
-    return success((*names + FlatpakSettingsKeyfile::userDomains()).join(u", "_s) + u'\n');
+        return failure(problem);
+    std::vector<std::string> all = *names;
+    for (const std::string& store : FlatpakSettingsKeyfile::userDomains())
+        all.push_back(store);
+    std::string joined;
+    for (const std::string& name : all)
+        joined.append(joined.empty() ? "" : ", ").append(name);
+    return success(joined + '\n');
 }
 
-DefaultsCommand::Result read(const DconfDomains& dconf, const QString& domain) {
+Result read(const std::string& domain) {
     if (!isDomain(domain))
-        return failure(u"%1 is not a domain"_s.arg(domain));
-    const bool flatpak = isFlatpakStore(domain);
-    const std::optional<QString> text =
-        flatpak ? FlatpakSettingsKeyfile::read(domain) : dconf.read(domain);
+        return failure(domain + " is not a domain");
+    std::string problem;
+    const bool flatpak = FlatpakSettingsKeyfile::hasPrefix(domain);
+    const std::optional<std::string> text =
+        flatpak ? FlatpakSettingsKeyfile::read(domain) : DconfStore::read(domain, &problem);
     if (!text)
-        return failure(flatpak ? u"%1 cannot be read"_s.arg(domain) : u"dconf cannot be read"_s);
-    if (text->isEmpty())
-        return failure(u"Domain %1 does not exist"_s.arg(domain));
+        return failure(flatpak ? domain + " cannot be read" : problem);
+    if (text->empty())
+        return failure("Domain " + domain + " does not exist");
     return success(*text);
 }
 
-DefaultsCommand::Result change(bool done, const QString& error) {
+Result change(bool done, const std::string& error) {
     return done ? success() : failure(error);
 }
 
 } // namespace
 
-DefaultsCommand::Result LinuxDefaultsCommand::run(const QStringList& arguments) {
-    const DconfDomains dconf;
-    const QString verb = arguments.value(0);
-    QString error;
-    if (verb == u"domains"_s && arguments.size() == 1)
-        return domains(dconf);
-    if (verb == u"read"_s && arguments.size() == 2)
-        return read(dconf, arguments.at(1));
-    const bool flatpak = isFlatpakStore(arguments.value(1));
-    if (verb == u"write"_s && arguments.size() == 3)
-        return change(flatpak
-                          ? FlatpakSettingsKeyfile::write(arguments.at(1), arguments.at(2), &error)
-                          : dconf.write(arguments.at(1), arguments.at(2), &error),
+Result LinuxDefaultsCommand::run(const std::vector<std::string>& arguments) {
+    const std::string verb = arguments.empty() ? std::string() : arguments.front();
+    const std::string name = arguments.size() > 1 ? arguments[1] : std::string();
+    const bool flatpak = FlatpakSettingsKeyfile::hasPrefix(name);
+    std::string error;
+    if (verb == "domains" && arguments.size() == 1)
+        return domains();
+    if (verb == "read" && arguments.size() == 2)
+        return read(name);
+    if (verb == "write" && arguments.size() == 3)
+        return change(flatpak ? FlatpakSettingsKeyfile::write(name, arguments[2], &error)
+                              : DconfStore::write(name, arguments[2], &error),
                       error);
-    if (verb == u"delete"_s && arguments.size() == 2)
-        return change(flatpak ? FlatpakSettingsKeyfile::remove(arguments.at(1), &error)
-                              : dconf.remove(arguments.at(1), &error),
+    if (verb == "delete" && arguments.size() == 2)
+        return change(flatpak ? FlatpakSettingsKeyfile::remove(name, &error)
+                              : DconfStore::remove(name, &error),
                       error);
     return failure(usage);
 }

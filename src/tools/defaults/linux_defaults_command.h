@@ -1,6 +1,7 @@
 #pragma once
 
-#include "defaults_command.h"
+#include <string>
+#include <vector>
 
 // Sorvane's `defaults` program on the Linux desktop: the same verbs over the
 // user's dconf settings, a domain being a dconf directory with its subtree
@@ -9,8 +10,15 @@
 // the values' types; `write DOMAIN TEXT` replaces the domain with the text
 // (values absent from it are reset); `delete DOMAIN` resets the domain. A
 // Flatpak application's own settings store is the domain "flatpak:<id>".
-// Complaints are one line on standard error with exit status 1.
+// Complaints are one line on standard error with exit status 1. Built without
+// Qt so that it starts as fast as dconf's own tool.
 class LinuxDefaultsCommand {
 public:
-    static DefaultsCommand::Result run(const QStringList& arguments);
+    struct Result {
+        int exitCode = 0;
+        std::string output;
+        std::string error;
+    };
+
+    static Result run(const std::vector<std::string>& arguments);
 };
