@@ -25,7 +25,10 @@ QStringList userFolders() {
 
 QStringList legacyHomeEntries() {
     // Each one is where an application of the catalogue keeps its settings.
-    return {u".mozilla"_s, u".thunderbird"_s, u".vscode"_s, u".vscode-oss"_s, u".steam"_s};
+    return {u".mozilla"_s, u".thunderbird"_s, u".vscode"_s, u".vscode-oss"_s, u".steam"_s,
+            // Editors' start-up files and folders, older applications' own folders.
+            u".audacity-data"_s, u".emacs"_s, u".emacs.d"_s, u".emacs.el"_s, u".gvimrc"_s,
+            u".kodi"_s, u".vim"_s, u".viminfo"_s, u".vimrc"_s};
 }
 
 QStringList systemFolders() {

@@ -318,8 +318,9 @@ protected:
                                  ".config/kate/externaltools/git-blame.ini",
                                  ".local/share/kate/sessions/work.katesession"})
             world.own.append(sandbox.makeFile(home(QString::fromUtf8(file)), "x"));
-        for (const char* file : {".config/katepartrc", ".config/katevirc", ".config/kwriterc",
-                                 ".local/share/kxmlgui5/kate/kateui.rc", ".config/mimeapps.list"})
+        for (const char* file :
+             {".config/katepartrc", ".config/katevirc", ".config/kwriterc",
+              ".local/share/kxmlgui5/kwrite/kwriteui.rc", ".config/mimeapps.list"})
             world.neighbours.append(sandbox.makeFile(home(QString::fromUtf8(file)), "x"));
         return world;
     }
