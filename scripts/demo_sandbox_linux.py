@@ -404,8 +404,68 @@ def shared_files(box):
     write(box.in_system("var", "cache", "apt", "pkgcache.bin"), b"x" * 1024)
 
 
+def desktop_components(box):
+    # What the desktops' own components keep, for the System Components tab:
+    # GNOME's display layout and shell state, GTK's theme files, a second
+    # list of default applications, the search index and file metadata, and
+    # the settings files of KDE Plasma and Xfce. Their dconf values are in
+    # DCONF_USER. Files that are no component's (the keyring, a launcher the
+    # user made, the user's fonts) stay whatever is reset.
+    write(os.path.join(box.config, "monitors.xml"),
+          '<monitors version="2">\n  <configuration>\n    <logicalmonitor>\n      <x>0</x>\n'
+          '      <y>0</y>\n      <scale>1</scale>\n      <primary>yes</primary>\n'
+          '      <monitor>\n        <monitorspec>\n          <connector>eDP-1</connector>\n'
+          '          <vendor>BOE</vendor>\n          <product>0x0a1b</product>\n'
+          '          <serial>0x00000000</serial>\n        </monitorspec>\n        <mode>\n'
+          '          <width>1920</width>\n          <height>1080</height>\n'
+          '          <rate>60.000</rate>\n        </mode>\n      </monitor>\n'
+          '    </logicalmonitor>\n  </configuration>\n</monitors>\n')
+    write(os.path.join(box.data, "gnome-shell", "application_state"),
+          '<?xml version="1.0"?>\n<application-state>\n  <context id="">\n'
+          '    <application id="org.gnome.TextEditor.desktop" score="12" last-seen="1709287200"/>\n'
+          '  </context>\n</application-state>\n')
+    write(os.path.join(box.config, "gtk-3.0", "settings.ini"),
+          "[Settings]\ngtk-application-prefer-dark-theme=1\n")
+    write(os.path.join(box.config, "gtk-4.0", "gtk.css"), "headerbar { min-height: 38px; }\n")
+    write(os.path.join(box.config, "gnome-mimeapps.list"),
+          "[Default Applications]\ntext/html=org.gnome.Epiphany.desktop\n")
+    write(os.path.join(box.data, "applications", "mimeapps.list"),
+          "[Added Associations]\ntext/plain=org.kde.kate.desktop;\n")
+    write(os.path.join(box.data, "applications", "userapp-notes.desktop"),
+          "[Desktop Entry]\nType=Application\nName=Notes\nExec=notes\nNoDisplay=true\n")
+    write(os.path.join(box.cache, "tracker3", "files", "meta.db"),
+          b"SQLite format 3\x00" + b"\x00" * 84)
+    write(os.path.join(box.data, "gvfs-metadata", "home"), b"\xda\x1ameta\x01\x00" + b"\x00" * 56)
+    write(os.path.join(box.data, "fonts", "Example-Regular.ttf"),
+          b"\x00\x01\x00\x00" + b"\x00" * 60)
+    write(os.path.join(box.config, "kglobalshortcutsrc"),
+          "[kwin]\nSwitch to Desktop 1=Meta+1,none,Switch to Desktop 1\n"
+          "Overview=Meta+W,Meta+W,Toggle Overview\n")
+    write(os.path.join(box.config, "plasma-org.kde.plasma.desktop-appletsrc"),
+          "[Containments][1]\nformfactor=2\nlocation=4\nplugin=org.kde.panel\n\n"
+          "[Containments][1][Applets][2]\nplugin=org.kde.plasma.kickoff\n")
+    write(os.path.join(box.config, "plasmashellrc"),
+          "[PlasmaViews][Panel 1][Defaults]\nthickness=44\n")
+    write(os.path.join(box.config, "kwinrc"),
+          "[Desktops]\nNumber=4\nRows=1\n\n[Plugins]\nblurEnabled=false\n")
+    write(os.path.join(box.config, "kdeglobals"),
+          "[General]\nColorScheme=BreezeDark\n\n[KDE]\nSingleClick=false\n")
+    perchannel = os.path.join(box.config, "xfce4", "xfconf", "xfce-perchannel-xml")
+    write(os.path.join(perchannel, "xfce4-panel.xml"),
+          '<?xml version="1.0" encoding="UTF-8"?>\n\n<channel name="xfce4-panel" version="1.0">\n'
+          '  <property name="panels" type="array">\n    <value type="int" value="1"/>\n'
+          '  </property>\n</channel>\n')
+    write(os.path.join(perchannel, "xfwm4.xml"),
+          '<?xml version="1.0" encoding="UTF-8"?>\n\n<channel name="xfwm4" version="1.0">\n'
+          '  <property name="general" type="empty">\n'
+          '    <property name="theme" type="string" value="Default"/>\n'
+          '  </property>\n</channel>\n')
+
+
 # The user's dconf database: settings of GTK applications, the notification
-# settings the desktop keeps for each application, and the desktop's own.
+# settings the desktop keeps for each application, and the desktop's own
+# components (shortcuts, window behaviour, the shell, background, input,
+# Night Light, Files, Terminal, proxy and IBus).
 DCONF_USER = """[org/gnome/TextEditor]
 style-scheme='Adwaita-dark'
 custom-font='Monospace 11'
@@ -432,6 +492,71 @@ enable=false
 
 [org/gnome/desktop/interface]
 color-scheme='prefer-dark'
+
+[org/gnome/desktop/wm/keybindings]
+switch-to-workspace-1=['<Super>Home']
+close=['<Super>q']
+
+[org/gnome/settings-daemon/plugins/media-keys]
+custom-keybindings=['/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/custom0/']
+
+[org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/custom0]
+name='Terminal'
+command='gnome-terminal'
+binding='<Super>t'
+
+[org/gnome/desktop/wm/preferences]
+button-layout='appmenu:minimize,maximize,close'
+
+[org/gnome/mutter]
+edge-tiling=true
+dynamic-workspaces=false
+
+[org/gnome/shell]
+favorite-apps=['org.gnome.Epiphany.desktop', 'org.gnome.Nautilus.desktop']
+
+[org/gnome/shell/keybindings]
+toggle-overview=['<Super>s']
+
+[org/gnome/desktop/background]
+picture-uri='file:///usr/share/backgrounds/gnome/blobs-l.svg'
+picture-uri-dark='file:///usr/share/backgrounds/gnome/blobs-d.svg'
+
+[org/gnome/desktop/input-sources]
+sources=[('xkb', 'us'), ('xkb', 'de')]
+xkb-options=['compose:ralt']
+
+[org/gnome/desktop/peripherals/touchpad]
+tap-to-click=true
+natural-scroll=false
+
+[org/gnome/settings-daemon/plugins/color]
+night-light-enabled=true
+night-light-temperature=uint32 3700
+
+[org/gnome/nautilus/preferences]
+default-folder-viewer='list-view'
+
+[org/gnome/terminal/legacy]
+theme-variant='dark'
+
+[org/gnome/terminal/legacy/profiles:]
+list=['b1dcc9dd-5262-4d8d-a863-c897e6d979b9']
+
+[org/gnome/terminal/legacy/profiles:/:b1dcc9dd-5262-4d8d-a863-c897e6d979b9]
+visible-name='Demo'
+use-system-font=false
+font='Monospace 12'
+
+[system/proxy]
+mode='manual'
+
+[system/proxy/http]
+host='proxy.example.org'
+port=3128
+
+[desktop/ibus/general]
+preload-engines=['xkb:us::eng']
 """
 
 
@@ -454,7 +579,8 @@ def main(root):
     hicolor = os.path.dirname(os.path.dirname(box.icons))
     write(os.path.join(hicolor, "index.theme"), HICOLOR_INDEX)
     for make in (gnome_text_editor, gnome_web, kate, konsole, vlc_flatpak, flatseal_flatpak,
-                 spotify_snap, code, htop, listed_only, shared_files, dconf_database):
+                 spotify_snap, code, htop, listed_only, shared_files, desktop_components,
+                 dconf_database):
         make(box)
     for folder in (box.config, box.data, box.cache, box.state, box.in_system("var", "cache")):
         os.makedirs(folder, exist_ok=True)
