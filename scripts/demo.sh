@@ -9,7 +9,8 @@
 #     terminal program), and a system root with their desktop entries, icons,
 #     /etc/xdg and /var/cache; the real machine's applications stay out of it.
 # Usage: demo.sh BUILD_DIR [linux] [--no-app]   (--no-app: set up, print the
-# environment, and wait; used by the screenshot script)
+# environment, and wait; used by the screenshot script). The sandbox is
+# BUILD_DIR/demo (demo-linux), or SORVANE_DEMO_DIR when it is set.
 set -euo pipefail
 BUILD="$(cd "$1" && pwd)"; shift
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -17,6 +18,7 @@ SETTINGS=macos
 if [ "${1:-}" = "linux" ]; then SETTINGS=linux; shift; fi
 DEMO="$BUILD/demo"
 if [ "$SETTINGS" = linux ]; then DEMO="$BUILD/demo-linux"; fi
+DEMO="${SORVANE_DEMO_DIR:-$DEMO}"
 
 rm -rf "$DEMO"
 mkdir -p "$DEMO/bus" "$DEMO/prefix/share/dbus-1/system-services" "$DEMO/prefix/share/dbus-1/system.d"

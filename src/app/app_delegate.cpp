@@ -11,6 +11,7 @@
 #include "linux/linux_file_search.h"
 #include "platform/bundle.h"
 #include "platform/file_icons.h"
+#include "platform/library_folders.h"
 #include "platform/workspace.h"
 #include "privileged/link_to_helper_tool.h"
 #include "util/logging.h"
@@ -34,7 +35,18 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
 AppDelegate* sharedDelegate = nullptr;
+
+// The first folder that exists, else the home folder.
+QString firstExistingFolder(const QStringList& candidates) {
+    for (const QString& folder : candidates) {
+        if (QFileInfo(folder).isDir())
+            return folder;
+    }
+    return LibraryFolders::homeFolder();
+}
+
 } // namespace
 
 AppDelegate::AppDelegate(const AppServices& services, QObject* parent)
@@ -171,7 +183,7 @@ void AppDelegate::showHelpInBrowser() {
 void AppDelegate::showUpdatemanager() {
     const BVUpdater* updater = BVUpdater::sharedUpdater();
     const QDateTime last = updater->lastCheckDate();
-    ShowAlert(u"Sorvane Updates"_s,
+    ShowAlert(AlertKind::Information, u"Sorvane Updates"_s,
               updater->updateSource() +
                   u"\n\nLast checked: %1"_s.arg(
                       last.isValid() ? QLocale().toString(last.toLocalTime(), QLocale::LongFormat)
@@ -220,12 +232,19 @@ void AppDelegate::configureApplicationPanel(QFileDialog* panel) const {
     if (services_.system.chooser() == SettingsSystem::Chooser::ApplicationList) {
         panel->setFileMode(QFileDialog::ExistingFile);
         panel->setNameFilter(u"Desktop entries (*.desktop)"_s);
-        panel->setDirectory(LinuxFileSearch::dataHome() + u"/applications"_s);
+        // The user's own entries first, then the system's.
+        panel->setDirectory(
+            firstExistingFolder({LinuxFileSearch::dataHome() + u"/applications"_s,
+                                 LibraryFolders::underSystemRoot(u"/usr/share/applications"_s)}));
         return;
     }
-    // Application bundles are folders here: the panel picks folders.
+    // Application bundles are folders here: the panel picks folders. It
+    // starts among the applications of the home being worked on, then the
+    // system's.
     panel->setFileMode(QFileDialog::Directory);
     panel->setNameFilter(u"Applications (*.app *.APP)"_s);
+    panel->setDirectory(firstExistingFolder({LibraryFolders::homeFolder() + u"/Applications"_s,
+                                             LibraryFolders::underSystemRoot(u"/Applications"_s)}));
 }
 
 void AppDelegate::browseForApp() {
@@ -244,6 +263,7 @@ void AppDelegate::browseForApp() {
 
 void AppDelegate::setApplicationUrl(const QUrl& url) {
     appUrl = url;
+    window->chooseHintLabel->setVisible(url.isEmpty());
     if (url.isEmpty()) {
         // The result lists are deliberately left as they are: the next search replaces them.
         app_nameLabel->setText(QString());

@@ -1,6 +1,8 @@
 #include "app/app_delegate.h"
 
+#include "app/main_window.h"
 #include "controls/checkbox_table_cell_view.h"
+#include "controls/empty_state_label.h"
 #include "workflows/property_list_check.h"
 #include "workflows/result_texts.h"
 
@@ -44,6 +46,7 @@ void AppDelegate::checkPlistsAtPath(const QString& folder) {
 
 void AppDelegate::plutilFinishedScanningFileCount(quint32 count) {
     closeProgressSheet();
+    window->failuresEmptyState->setText(MainWindow::failuresPlaceholderAfterCheck());
     reloadFailuresTable();
     displayResultsSheetWithMessage(ResultTexts::finishedScanningHeadline(),
                                    ResultTexts::scanSummary(count, quint32(plutilErrors.size())),
@@ -69,6 +72,8 @@ void AppDelegate::reloadFailuresTable() {
             } else if (identifier == u"file"_s) {
                 auto* item = new QTableWidgetItem(failure.path());
                 item->setToolTip(failure.error());
+                // The message is drawn in the row; screen readers hear it too.
+                item->setData(Qt::AccessibleDescriptionRole, failure.error());
                 plutilFailuresTable->setItem(row, column, item);
             }
         }

@@ -1,5 +1,6 @@
 #include "app/app_delegate.h"
 
+#include "app/main_window.h"
 #include "controls/sv_list_item_view.h"
 #include "controls/sv_list_view.h"
 
@@ -41,6 +42,11 @@ void AppDelegate::updateAppSearchResultsDisplay() {
     const auto why = [](const QList<MatchReason>& reasons, qsizetype i) {
         return i < reasons.size() ? reasons.at(i).text() : QString();
     };
+    appDefaultsDomainsListView->setPlaceholderText(
+        MainWindow::listPlaceholderAfterSearch(u"domains"_s));
+    appAdditionalPrefsFilesListView->setPlaceholderText(
+        MainWindow::listPlaceholderAfterSearch(u"preference files"_s));
+    appCachesListView->setPlaceholderText(MainWindow::listPlaceholderAfterSearch(u"caches"_s));
     appDefaultsDomainsListView->removeAllItems();
     for (qsizetype i = 0; i < results.appDomainResults.size(); ++i) {
         const SVDefaultsDomain& domain = results.appDomainResults.at(i);

@@ -3,8 +3,10 @@
 #include "controls/progress_sheet.h"
 
 #include "controls/app_icon_image_view.h"
+#include "controls/empty_state_label.h"
 #include "controls/ft_path_control.h"
 #include "controls/sv_list_view.h"
+#include "controls/two_line_item_delegate.h"
 
 #include <QAction>
 #include <QDialog>
@@ -32,7 +34,8 @@ QWidget* scrolling(SVListView* list) {
     return area;
 }
 
-QGroupBox* listGroup(const QString& title, SVListView* list) {
+QGroupBox* listGroup(const QString& title, SVListView* list, const QString& what) {
+    list->setPlaceholderText(MainWindow::listPlaceholderBeforeChoosing(what));
     auto* group = new QGroupBox(title);
     auto* layout = new QVBoxLayout(group);
     layout->addWidget(scrolling(list));
@@ -85,6 +88,7 @@ QWidget* MainWindow::buildApplicationTab() {
     iconView->setFixedSize(100, 100);
     iconView->setEditable(true);
     iconView->setToolTip(u"Drop or paste an application here"_s);
+    iconView->setPlaceholderText(u"Drop an application here"_s);
     header->addWidget(iconView);
     auto* labels = new QVBoxLayout;
     nameLabel = new QLabel;
@@ -94,9 +98,13 @@ QWidget* MainWindow::buildApplicationTab() {
     nameLabel->setFont(big);
     bundleIdentifierLabel = new QLabel;
     bundleIdentifierLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    chooseHintLabel = new QLabel(u"No application is chosen yet: press Choose Application…, or "
+                                 u"drop one on the icon or on the path above."_s);
+    chooseHintLabel->setWordWrap(true);
     labels->addStretch();
     labels->addWidget(nameLabel);
     labels->addWidget(bundleIdentifierLabel);
+    labels->addWidget(chooseHintLabel);
     labels->addStretch();
     header->addLayout(labels, 1);
     auto* buttons = new QVBoxLayout;
@@ -113,9 +121,9 @@ QWidget* MainWindow::buildApplicationTab() {
     preferenceFilesList = new SVListView;
     cachesList = new SVListView;
     auto* lists = new QHBoxLayout;
-    lists->addWidget(listGroup(u"Defaults Domains"_s, domainsList));
-    lists->addWidget(listGroup(u"Preference Files"_s, preferenceFilesList));
-    lists->addWidget(listGroup(u"Caches"_s, cachesList));
+    lists->addWidget(listGroup(u"Defaults Domains"_s, domainsList, u"domains"_s));
+    lists->addWidget(listGroup(u"Preference Files"_s, preferenceFilesList, u"preference files"_s));
+    lists->addWidget(listGroup(u"Caches"_s, cachesList, u"caches"_s));
     layout->addLayout(lists, 1);
     return page;
 }
@@ -130,6 +138,9 @@ QWidget* MainWindow::buildComponentsTab() {
     componentsTable->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     componentsTable->horizontalHeader()->setSortIndicator(1, Qt::AscendingOrder);
     componentsTable->horizontalHeader()->setSortIndicatorShown(true);
+    componentsEmptyState = EmptyStateLabel::overView(
+        componentsTable, u"No system components are listed: Sorvane's catalogue of system "
+                         u"components could not be read. Reinstalling Sorvane puts it back."_s);
     layout->addWidget(componentsTable, 1);
     auto* row = new QHBoxLayout;
     row->addStretch();
@@ -150,6 +161,13 @@ QWidget* MainWindow::buildCheckTab() {
     top->addStretch();
     layout->addLayout(top);
     failuresTable = makeTable({{u"select"_s, QString()}, {u"file"_s, u"Damaged File"_s}});
+    // Each file's message, which is its cell's tool tip, is read in the row too.
+    failuresTable->setItemDelegateForColumn(
+        1, new TwoLineItemDelegate(Qt::ToolTipRole, failuresTable));
+    failuresTable->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    failuresTable->verticalHeader()->setDefaultSectionSize(
+        TwoLineItemDelegate::rowHeight(failuresTable->font()));
+    failuresEmptyState = EmptyStateLabel::overView(failuresTable, failuresPlaceholderBeforeCheck());
     layout->addWidget(failuresTable, 1);
     auto* bottom = new QHBoxLayout;
     toggleFailuresButton = new QPushButton(u"&Invert Selection"_s);
@@ -159,6 +177,24 @@ QWidget* MainWindow::buildCheckTab() {
     bottom->addWidget(deleteFailuresButton);
     layout->addLayout(bottom);
     return page;
+}
+
+QString MainWindow::listPlaceholderBeforeChoosing(const QString& what) {
+    return u"Choose an application to list its %1 here."_s.arg(what);
+}
+
+QString MainWindow::listPlaceholderAfterSearch(const QString& what) {
+    return u"No %1 were found for this application."_s.arg(what);
+}
+
+QString MainWindow::failuresPlaceholderBeforeCheck() {
+    return u"Press Check User Preferences to look for damaged settings files among your own, "
+           u"or Check System Preferences for the system's. Damaged files are listed here, "
+           u"each with what is wrong with it."_s;
+}
+
+QString MainWindow::failuresPlaceholderAfterCheck() {
+    return u"No damaged files were found in the last check: nothing needs to be deleted."_s;
 }
 
 void MainWindow::buildMenus() {

@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class AppIconImageView;
+class EmptyStateLabel;
 class FTPathControl;
 class ProgressSheet;
 class QAction;
@@ -28,6 +29,8 @@ public:
     FTPathControl* pathControl = nullptr;
     QLabel* nameLabel = nullptr;
     QLabel* bundleIdentifierLabel = nullptr;
+    // Says how to choose an application while none is chosen.
+    QLabel* chooseHintLabel = nullptr;
     AppIconImageView* iconView = nullptr;
     SVListView* domainsList = nullptr;
     SVListView* preferenceFilesList = nullptr;
@@ -36,7 +39,9 @@ public:
     QPushButton* cleanAppButton = nullptr;
     QTableWidget* componentsTable = nullptr;
     QPushButton* cleanComponentsButton = nullptr;
+    EmptyStateLabel* componentsEmptyState = nullptr;
     QTableWidget* failuresTable = nullptr;
+    EmptyStateLabel* failuresEmptyState = nullptr;
     QPushButton* checkUserButton = nullptr;
     QPushButton* checkSystemButton = nullptr;
     QPushButton* toggleFailuresButton = nullptr;
@@ -67,6 +72,12 @@ public:
     QAction* websiteAction = nullptr;
     QAction* updatesAction = nullptr;
     QAction* quitAction = nullptr;
+
+    // What the lists and the check say while they are empty.
+    static QString listPlaceholderBeforeChoosing(const QString& what);
+    static QString listPlaceholderAfterSearch(const QString& what);
+    static QString failuresPlaceholderBeforeCheck();
+    static QString failuresPlaceholderAfterCheck();
 
 private:
     QWidget* buildApplicationTab();

@@ -74,8 +74,8 @@ SelfDeployWindow::SelfDeployWindow(const QString& title, const QImage& icon, Ite
     progressBar->setRange(0, 0);
     progressBar->setVisible(false);
 
-    closeButton = new QPushButton(u"Quit"_s);
-    deployButton = new QPushButton(u"Deploy"_s);
+    closeButton = new QPushButton(u"&Quit"_s);
+    deployButton = new QPushButton(u"&Deploy"_s);
     deployButton->setDefault(true);
     connect(closeButton, &QPushButton::clicked, this, &SelfDeployWindow::closeOrCancel);
     connect(deployButton, &QPushButton::clicked, this, &SelfDeployWindow::deployPreferences);
@@ -170,7 +170,7 @@ void SelfDeployWindow::deployPreferences() {
     deploying_ = true;
     itemsTree->setEnabled(false);
     progressBar->setVisible(true);
-    closeButton->setText(u"Cancel"_s);
+    closeButton->setText(u"&Cancel"_s);
     updateDeployButton();
     Q_EMIT deploymentStarted();
     job_ = QtConcurrent::run([this] {
@@ -184,7 +184,7 @@ void SelfDeployWindow::finishDeployment() {
     deploying_ = false;
     itemsTree->setEnabled(true);
     progressBar->setVisible(false);
-    closeButton->setText(u"Quit"_s);
+    closeButton->setText(u"&Quit"_s);
     statusLabel->setText(shouldCancel_ ? u"The deployment was cancelled."_s
                                        : u"The settings were deployed."_s);
     updateDeployButton();
@@ -199,7 +199,8 @@ void SelfDeployWindow::showProblems(const QStringList& problems) {
     const QString count =
         u"%1 problem%2"_s.arg(problems.size()).arg(problems.size() == 1 ? u""_s : u"s"_s);
     statusLabel->setText(u"The deployment finished with %1."_s.arg(count));
-    alerts_.showAlert(u"Some Settings Were Not Deployed"_s, problems.join(u'\n'));
+    alerts_.showAlertOfKind(AlertKind::Warning, u"Some Settings Were Not Deployed"_s,
+                            problems.join(u'\n'));
 }
 
 void SelfDeployWindow::closeOrCancel() {

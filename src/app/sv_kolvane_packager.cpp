@@ -1,6 +1,7 @@
 #include "app/sv_kolvane_packager.h"
 
 #include "controls/checkbox_table_cell_view.h"
+#include "controls/empty_state_label.h"
 #include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "packager/package_reader.h"
@@ -16,6 +17,7 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSplitter>
 #include <QTableWidget>
 #include <QTimer>
 
@@ -25,15 +27,12 @@ namespace {
 
 const QString kSelect = u"select"_s;
 const QString kName = u"name"_s;
-constexpr int kIconSize = 32;
-
-void setColumnIdentifiers(QTableWidget* table, const QStringList& identifiers) {
-    for (int column = 0; column < identifiers.size(); ++column) {
-        if (QTableWidgetItem* header = table->horizontalHeaderItem(column))
-            header->setData(Qt::UserRole, identifiers.at(column));
-    }
-    table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
-}
+constexpr int kIconSize = 24;
+// Room above and below a row's tallest content.
+constexpr int kRowPadding = 6;
+// The share of the window's width each table gets at first.
+constexpr int kSystemSettingsStretch = 2;
+constexpr int kApplicationsStretch = 1;
 
 QString columnIdentifier(const QTableWidget* table, int column) {
     const QTableWidgetItem* header = table->horizontalHeaderItem(column);
@@ -73,6 +72,7 @@ SVKolvanePackager::initWithKolvaneUrl(const QUrl& url, RunningApplicationQuery& 
     if (!reader.initWithKolvaneUrl(url))
         return nullptr;
     std::unique_ptr<SVKolvanePackager> packager(new SVKolvanePackager(true, &running));
+    packager->packageUrl = url;
     packager->systemSettings = reader.systemSettings();
     packager->applications = reader.applications();
     packager->loadNib();
@@ -86,15 +86,52 @@ void SVKolvanePackager::loadNib() {
     window = window_.get();
     systemSettingsTable = ui_->systemSettingsTable;
     applicationsTable = ui_->applicationsTable;
+    applicationsLabel = ui_->applicationsLabel;
     createPackageButton = ui_->createPackageButton;
     deployPrefsButton = ui_->deployPrefsButton;
-    setColumnIdentifiers(systemSettingsTable, {kSelect, kName, u"description"_s});
-    setColumnIdentifiers(applicationsTable, {kSelect, kName});
+    setUpTable(systemSettingsTable, {kSelect, kName, u"description"_s});
+    setUpTable(applicationsTable, {kSelect, kName});
+    ui_->tablesSplitter->setStretchFactor(0, kSystemSettingsStretch);
+    ui_->tablesSplitter->setStretchFactor(1, kApplicationsStretch);
     buildProgressSheet();
     connect(createPackageButton, &QPushButton::clicked, this, [this] { createPackage(); });
     connect(deployPrefsButton, &QPushButton::clicked, this, [this] { deployPreferences(); });
     window->installEventFilter(this);
     awakeFromNib();
+}
+
+// Every row of both tables is as tall as the tallest thing a row can hold (a
+// tick box, an application's icon, a line of text), so rows never differ;
+// the user sizes the columns, which start as wide as their contents.
+void SVKolvanePackager::setUpTable(QTableWidget* table, const QStringList& identifiers) {
+    for (int column = 0; column < identifiers.size(); ++column) {
+        if (QTableWidgetItem* header = table->horizontalHeaderItem(column))
+            header->setData(Qt::UserRole, identifiers.at(column));
+    }
+    QHeaderView* columns = table->horizontalHeader();
+    columns->setSectionResizeMode(QHeaderView::Interactive);
+    columns->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    columns->setStretchLastSection(true);
+    table->setIconSize(QSize(kIconSize, kIconSize));
+    const int rowHeight = std::max({table->fontMetrics().height(), kIconSize,
+                                    CheckboxTableCellView().sizeHint().height()}) +
+                          kRowPadding;
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table->verticalHeader()->setMinimumSectionSize(1);
+    table->verticalHeader()->setDefaultSectionSize(rowHeight);
+    table->setTextElideMode(Qt::ElideRight);
+}
+
+// Widens the columns between the tick boxes and the last, stretching one to
+// their contents; a column the user made wider stays so.
+void SVKolvanePackager::fitColumnsToContents(QTableWidget* table) {
+    QHeaderView* columns = table->horizontalHeader();
+    for (int column = 1; column + 1 < table->columnCount(); ++column) {
+        const int chosen = columns->sectionSize(column);
+        table->resizeColumnToContents(column);
+        if (columns->sectionSize(column) < chosen)
+            columns->resizeSection(column, chosen);
+    }
 }
 
 void SVKolvanePackager::buildProgressSheet() {
@@ -118,8 +155,21 @@ void SVKolvanePackager::awakeFromNib() {
         systemSettings = SVPPItem::loadData().value_or(Items());
         applications.clear();
     }
-    window->setWindowTitle(deploymentMode ? u"Deploy Preference Package"_s
+    // Drops are refused in a deployment window, so only creation invites
+    // them; deployment windows are told apart by their package's name.
+    applicationsLabel->setText(deploymentMode ? u"&Applications"_s
+                                              : u"&Applications (drop applications here)"_s);
+    window->setWindowTitle(deploymentMode ? u"%1 – Deploy Preference Package"_s.arg(
+                                                packageUrl.fileName(QUrl::FullyDecoded))
                                           : u"Preference Packager"_s);
+    EmptyStateLabel::overView(
+        systemSettingsTable,
+        deploymentMode ? u"This package holds no system settings."_s
+                       : u"No components are listed: the packager's catalogue could not be read. "
+                         u"Reinstalling Sorvane puts it back."_s);
+    EmptyStateLabel::overView(
+        applicationsTable, deploymentMode ? u"This package holds no application settings."_s
+                                          : u"Drop applications here to package their settings."_s);
     reloadTable(systemSettingsTable);
     reloadTable(applicationsTable);
     awokeFromNib = true;
@@ -150,7 +200,7 @@ void SVKolvanePackager::reloadTable(QTableWidget* table) {
     table->setRowCount(numberOfRowsInTableView(table));
     for (int row = 0; items && row < items->size(); ++row)
         fillRow(table, row, *items->at(row));
-    table->resizeRowsToContents();
+    fitColumnsToContents(table);
 }
 
 void SVKolvanePackager::fillRow(QTableWidget* table, int row, const SVPPItem& item) {
@@ -173,9 +223,11 @@ void SVKolvanePackager::fillRow(QTableWidget* table, int row, const SVPPItem& it
                     kIconSize, kIconSize, Qt::KeepAspectRatio, Qt::SmoothTransformation))));
             table->setItem(row, column, name);
         } else {
-            table->setItem(row, column,
-                           new QTableWidgetItem(identifier == kName ? item.displayName()
-                                                                    : item.description()));
+            auto* cell =
+                new QTableWidgetItem(identifier == kName ? item.displayName() : item.description());
+            // Rows never wrap: a text cut at the column's edge is read whole here.
+            cell->setToolTip(cell->text());
+            table->setItem(row, column, cell);
         }
     }
 }

@@ -96,6 +96,8 @@ public:
     void waitForBackgroundWork();
 
     // Fields.
+    // The package file a deployment window shows; empty in creation mode.
+    QUrl packageUrl;
     Items systemSettings;
     Items applications;
     const bool deploymentMode;
@@ -110,6 +112,7 @@ public:
     QWidget* window = nullptr;
     QTableWidget* systemSettingsTable = nullptr;
     QTableWidget* applicationsTable = nullptr;
+    QLabel* applicationsLabel = nullptr;
     QPushButton* createPackageButton = nullptr;
     QPushButton* deployPrefsButton = nullptr;
     ProgressSheet* progressSheet = nullptr;
@@ -123,6 +126,8 @@ protected:
 private:
     SVKolvanePackager(bool deployment, RunningApplicationQuery* running);
     void loadNib();
+    void setUpTable(QTableWidget* table, const QStringList& identifiers);
+    void fitColumnsToContents(QTableWidget* table);
     void buildProgressSheet();
     void fillRow(QTableWidget* table, int row, const SVPPItem& item);
     const Items* itemsOfTable(const QTableWidget* table) const;

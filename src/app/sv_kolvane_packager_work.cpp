@@ -29,7 +29,9 @@ void SVKolvanePackager::createPackage() {
     const qsizetype ticked = PackageCreator::selectedItemsInArray(systemSettings).size() +
                              PackageCreator::selectedItemsInArray(applications).size();
     if (ticked == 0) {
-        ShowAlert(u"Package Could Not Be Created"_s, u"No items are selected for packaging."_s);
+        // Nothing failed: the user has something to tick first.
+        ShowAlert(AlertKind::Warning, u"Package Could Not Be Created"_s,
+                  u"No items are selected for packaging."_s);
         return;
     }
     shouldCancel = false;

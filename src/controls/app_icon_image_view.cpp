@@ -12,6 +12,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMimeDatabase>
+#include <QPainter>
 #include <QUrl>
 
 using namespace Qt::StringLiterals;
@@ -46,6 +47,11 @@ AppIconImageView::AppIconImageView(QWidget* parent)
 void AppIconImageView::setImage(const QImage& image) {
     image_ = image;
     showScaledImage();
+}
+
+void AppIconImageView::setPlaceholderText(const QString& text) {
+    placeholderText_ = text;
+    update();
 }
 
 void AppIconImageView::setIconProvider(IconProvider provider) {
@@ -134,6 +140,26 @@ void AppIconImageView::keyPressEvent(QKeyEvent* event) {
     } else {
         QLabel::keyPressEvent(event);
     }
+}
+
+void AppIconImageView::paintEvent(QPaintEvent* event) {
+    QLabel::paintEvent(event);
+    if (!image_.isNull() || placeholderText_.isEmpty())
+        return;
+    // Without a frame an empty view is invisible, and nobody drops on what
+    // they cannot see.
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor colour = palette().color(QPalette::PlaceholderText);
+    painter.setPen(QPen(colour, 1.5, Qt::DashLine));
+    const QRectF frame = QRectF(rect()).adjusted(2, 2, -2, -2);
+    painter.drawRoundedRect(frame, 8, 8);
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.85);
+    painter.setFont(small);
+    painter.setPen(colour);
+    painter.drawText(frame.adjusted(6, 6, -6, -6), Qt::AlignCenter | Qt::TextWordWrap,
+                     placeholderText_);
 }
 
 void AppIconImageView::resizeEvent(QResizeEvent* event) {

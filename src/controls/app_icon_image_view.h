@@ -30,6 +30,11 @@ public:
     // Shows the image scaled into the view; a null image empties the view.
     void setImage(const QImage& image);
 
+    // What an empty view says inside a dashed frame (where to drop); empty
+    // draws nothing.
+    QString placeholderText() const { return placeholderText_; }
+    void setPlaceholderText(const QString& text);
+
     AppIconImageViewDelegate* delegate() const { return delegate_; }
     // Not owned: the delegate must outlive the view.
     void setDelegate(AppIconImageViewDelegate* delegate) { delegate_ = delegate; }
@@ -55,6 +60,7 @@ protected:
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
@@ -63,6 +69,7 @@ private:
 
     bool editable_ = false;
     QImage image_;
+    QString placeholderText_;
     AppIconImageViewDelegate* delegate_ = nullptr;
     IconProvider iconProvider_;
 };

@@ -240,7 +240,7 @@ ApplicationChooser::ApplicationChooser(QList<ApplicationEntry> entries, QWidget*
     stack_->addWidget(emptyLabel_);
 
     auto* buttons = new QDialogButtonBox;
-    choose_ = buttons->addButton(u"Choose"_s, QDialogButtonBox::AcceptRole);
+    choose_ = buttons->addButton(u"&Choose"_s, QDialogButtonBox::AcceptRole);
     QPushButton* cancel = buttons->addButton(u"Cancel"_s, QDialogButtonBox::RejectRole);
     choose_->setDefault(true);
 

@@ -1,6 +1,8 @@
 #include "controls/panel_runner.h"
 
+#include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 
 namespace {
 
@@ -20,6 +22,11 @@ int PanelRunner::run(QFileDialog& panel) {
     // Sorvane's panels are Qt's own so that they look and behave alike
     // everywhere and can be driven by tests.
     panel.setOption(QFileDialog::DontUseNativeDialog, true);
+    // A panel nobody pointed anywhere opens in the program's working folder,
+    // which means nothing to the user: it opens in the home folder instead.
+    if (QFileInfo(panel.directory().absolutePath()).canonicalFilePath() ==
+        QFileInfo(QDir::currentPath()).canonicalFilePath())
+        panel.setDirectory(QDir::homePath());
     const Runner& runner = installedRunner();
     return runner ? runner(panel) : panel.exec();
 }

@@ -7,7 +7,8 @@ class QFileDialog;
 
 // Runs every open and save panel of Sorvane's windows. Tests install a
 // runner that fills in the panel and answers it, so no test waits for a
-// person; the default runs the panel modally.
+// person; the default runs the panel modally. A panel that would open in the
+// program's working folder opens in the home folder.
 class PanelRunner {
 public:
     using Runner = std::function<int(QFileDialog&)>;

@@ -23,7 +23,7 @@ ProgressSheet::ProgressSheet(QWidget* window, const QString& title)
     : QDialog(window)
     , label_(new QLabel)
     , bar_(new QProgressBar)
-    , cancel_(new QPushButton(u"Cancel"_s)) {
+    , cancel_(new QPushButton(u"&Cancel"_s)) {
     setWindowModality(Qt::WindowModal);
     setWindowTitle(title);
     bar_->setRange(0, 1);

@@ -1,5 +1,6 @@
 #include "controls/show_alert.h"
 
+#include "controls/alert_kinds.h"
 #include "controls/message_box_alert_presenter.h"
 #include "util/logging.h"
 
@@ -26,7 +27,7 @@ AlertPresenter& currentPresenter() {
 
 } // namespace
 
-void ShowAlert(const QString& message, const QString& informative) {
+void ShowAlert(AlertKind kind, const QString& message, const QString& informative) {
     QCoreApplication* app = QCoreApplication::instance();
     if (!app) {
         sv::log(u"ShowAlert called without an application: %1 %2"_s.arg(message, informative));
@@ -34,10 +35,15 @@ void ShowAlert(const QString& message, const QString& informative) {
     }
     if (QThread::currentThread() != app->thread()) {
         QMetaObject::invokeMethod(
-            app, [message, informative] { ShowAlert(message, informative); }, Qt::QueuedConnection);
+            app, [kind, message, informative] { ShowAlert(kind, message, informative); },
+            Qt::QueuedConnection);
         return;
     }
-    currentPresenter().showAlert(message, informative);
+    currentPresenter().showAlertOfKind(kind, message, informative);
+}
+
+void ShowAlert(const QString& message, const QString& informative) {
+    ShowAlert(AlertKinds::ofHeadline(message), message, informative);
 }
 
 AlertPresenter* setAlertPresenter(AlertPresenter* presenter) {

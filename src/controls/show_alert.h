@@ -4,9 +4,12 @@
 
 #include <QString>
 
-// Shows an alert through the installed presenter. On the GUI thread it
-// returns when the alert is dismissed; on any other thread it queues the same
-// call to the GUI thread and returns at once. A null text is left out.
+// Shows an alert of a kind through the installed presenter. On the GUI thread
+// it returns when the alert is dismissed; on any other thread it queues the
+// same call to the GUI thread and returns at once. A null text is left out.
+void ShowAlert(AlertKind kind, const QString& message, const QString& informative = QString());
+// The same for an alert whose sender does not say its kind: the headline
+// decides it (AlertKinds).
 void ShowAlert(const QString& message, const QString& informative = QString());
 
 // Installs the presenter every alert goes through and returns the previous
@@ -20,5 +23,9 @@ class ShowAlertPresenter : public AlertPresenter {
 public:
     void showAlert(const QString& message, const QString& informative) override {
         ShowAlert(message, informative);
+    }
+    void showAlertOfKind(AlertKind kind, const QString& message,
+                         const QString& informative) override {
+        ShowAlert(kind, message, informative);
     }
 };

@@ -1,5 +1,6 @@
 #include "controls/sv_list_item_view.h"
 
+#include "controls/path_elision.h"
 #include "controls/sv_list_item_view_delegate.h"
 #include "ui_list_item_view.h"
 
@@ -13,6 +14,7 @@ SVListItemView::SVListItemView(QWidget* parent)
     , ui_(std::make_unique<Ui::ListItemView>()) {
     ui_->setupUi(this);
     ui_->labelField->installEventFilter(this);
+    ui_->detailField->installEventFilter(this);
     QFont small = ui_->detailField->font();
     small.setPointSizeF(small.pointSizeF() * 0.85);
     ui_->detailField->setFont(small);
@@ -21,33 +23,18 @@ SVListItemView::SVListItemView(QWidget* parent)
 }
 
 bool SVListItemView::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == ui_->labelField && event->type() == QEvent::Resize)
+    if ((watched == ui_->labelField || watched == ui_->detailField) &&
+        event->type() == QEvent::Resize)
         showName();
     return QWidget::eventFilter(watched, event);
 }
 
-namespace {
-
-// Long paths differ at their ends: the folders are cut in the middle, so that
-// each row still shows its file's name whole where it fits.
-QString fittedName(const QFontMetrics& metrics, const QString& name, int width) {
-    if (metrics.horizontalAdvance(name) <= width)
-        return name;
-    const qsizetype slash = name.lastIndexOf(u'/');
-    if (slash > 0) {
-        const QString file = name.mid(slash);
-        const int folderWidth = width - metrics.horizontalAdvance(file);
-        if (folderWidth >= 4 * metrics.averageCharWidth())
-            return metrics.elidedText(name.left(slash), Qt::ElideMiddle, folderWidth) + file;
-    }
-    return metrics.elidedText(name, Qt::ElideMiddle, width);
-}
-
-} // namespace
-
 void SVListItemView::showName() {
     QLabel* field = ui_->labelField;
-    field->setText(fittedName(field->fontMetrics(), name_, std::max(field->width(), 1)));
+    field->setText(PathElision::fitted(field->fontMetrics(), name_, std::max(field->width(), 1)));
+    QLabel* detail = ui_->detailField;
+    detail->setText(
+        detail->fontMetrics().elidedText(detail_, Qt::ElideRight, std::max(detail->width(), 1)));
 }
 
 SVListItemView::~SVListItemView() = default;
@@ -73,6 +60,7 @@ QLabel* SVListItemView::labelField() const {
 }
 
 void SVListItemView::setDetail(const QString& detail) {
+    detail_ = detail;
     QLabel* field = ui_->detailField;
     field->setText(detail);
     field->setToolTip(detail);

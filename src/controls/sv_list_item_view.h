@@ -13,7 +13,10 @@ class ListItemView;
 
 // One row of a deletable list: a name and a delete button, laid out by the
 // "ListItemView" interface file. The row deletes nothing itself; its button
-// only asks the row's delegate (its list) whether the item may go.
+// only asks the row's delegate (its list) whether the item may go. The
+// button keeps the name "delete button" of the list's contract, but it says
+// what pressing it means to the user: the item is kept, left out of the
+// cleaning; nothing is deleted.
 class SVListItemView : public QWidget {
     Q_OBJECT
 
@@ -34,8 +37,10 @@ public:
     QString label() const;
 
     QLabel* labelField() const;
-    // Why the item is listed, shown smaller under its name; empty hides it.
+    // Why the item is listed, shown smaller under its name (cut at its end
+    // when it is too long; its tool tip stays whole); empty hides it.
     void setDetail(const QString& detail);
+    QString detail() const { return detail_; }
     QLabel* detailField() const;
     QToolButton* deleteButton() const;
     SVListItemViewDelegate* delegate() const { return delegate_; }
@@ -56,5 +61,6 @@ private:
 
     std::unique_ptr<Ui::ListItemView> ui_;
     QString name_;
+    QString detail_;
     SVListItemViewDelegate* delegate_ = nullptr;
 };

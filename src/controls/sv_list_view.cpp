@@ -1,5 +1,6 @@
 #include "controls/sv_list_view.h"
 
+#include "controls/empty_state_label.h"
 #include "controls/sv_list_item_view.h"
 #include "controls/sv_list_view_delegate.h"
 #include "util/logging.h"
@@ -10,10 +11,12 @@ using namespace Qt::StringLiterals;
 
 SVListView::SVListView(QWidget* parent)
     : QWidget(parent)
-    , layout_(new QVBoxLayout(this)) {
+    , layout_(new QVBoxLayout(this))
+    , emptyState_(new EmptyStateLabel(QString(), this)) {
     layout_->setAlignment(Qt::AlignTop);
     layout_->setContentsMargins(0, 0, 0, 0);
     layout_->setSpacing(2);
+    showEmptyState();
 }
 
 void SVListView::addItemWithName(const QString& name, bool canBeDeleted) {
@@ -23,6 +26,7 @@ void SVListView::addItemWithName(const QString& name, bool canBeDeleted) {
         return;
     }
     layout_->addWidget(item);
+    showEmptyState();
 }
 
 void SVListView::removeAllItems() {
@@ -39,6 +43,7 @@ void SVListView::deleteItem(SVListItemView* item) {
     item->setParent(nullptr);
     // The row may be the one whose timer is asking right now.
     item->deleteLater();
+    showEmptyState();
 }
 
 QList<SVListItemView*> SVListView::items() const {
@@ -48,6 +53,20 @@ QList<SVListItemView*> SVListView::items() const {
             rows.append(item);
     }
     return rows;
+}
+
+void SVListView::setPlaceholderText(const QString& text) {
+    emptyState_->setText(text);
+    showEmptyState();
+}
+
+QLabel* SVListView::emptyStateLabel() const {
+    return emptyState_;
+}
+
+void SVListView::showEmptyState() {
+    emptyState_->setVisible(!emptyState_->text().isEmpty() && items().isEmpty());
+    emptyState_->raise();
 }
 
 void SVListView::shouldDeleteListItem(SVListItemView* item) {

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QWidget>
 
+class EmptyStateLabel;
+class QLabel;
 class QVBoxLayout;
 class SVListViewDelegate;
 
@@ -29,6 +31,10 @@ public:
     // The rows, top to bottom.
     QList<SVListItemView*> items() const;
 
+    // What the list says while it has no rows (what to do next); empty says nothing.
+    void setPlaceholderText(const QString& text);
+    QLabel* emptyStateLabel() const;
+
     // Asks the delegate whether the row's item may go and removes the row on yes.
     void shouldDeleteListItem(SVListItemView* item) override;
 
@@ -37,6 +43,9 @@ public:
     void setDelegate(SVListViewDelegate* delegate) { delegate_ = delegate; }
 
 private:
+    void showEmptyState();
+
     QVBoxLayout* layout_;
+    EmptyStateLabel* emptyState_;
     SVListViewDelegate* delegate_ = nullptr;
 };

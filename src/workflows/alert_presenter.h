@@ -2,6 +2,15 @@
 
 #include <QString>
 
+// What an alert is about, so that it can be drawn with the icon that fits:
+// a plain piece of news, something the user should see to before going on,
+// or a request that failed.
+enum class AlertKind {
+    Information,
+    Warning,
+    Error,
+};
+
 // The one way Sorvane puts a stop in front of the user: a message and an
 // informative text, either of which may be absent (a null QString). The
 // desktop application shows a message box; tests install a presenter that
@@ -12,4 +21,11 @@ public:
 
     // Returns when the user has dismissed the alert.
     virtual void showAlert(const QString& message, const QString& informative) = 0;
+    // The same alert with its kind. Presenters that draw nothing of the kind
+    // (a terminal, a log) show the texts alone.
+    virtual void showAlertOfKind(AlertKind kind, const QString& message,
+                                 const QString& informative) {
+        Q_UNUSED(kind);
+        showAlert(message, informative);
+    }
 };

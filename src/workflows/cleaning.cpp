@@ -31,13 +31,14 @@ Cleaning::cleanAppPreferences(const QUrl& appUrl, const ApplicationSearchResults
         return std::nullopt;
     const QString& identifier = results.appBundleIdentifier;
     if (identifier.isNull()) {
-        services_.alerts.showAlert(u"The application could not be identified"_s,
-                                   u"Unable to identify any preference or cache files to delete"_s);
+        services_.alerts.showAlertOfKind(
+            AlertKind::Error, u"The application could not be identified"_s,
+            u"Unable to identify any preference or cache files to delete"_s);
         return std::nullopt;
     }
     if (services_.running.isRunning(identifier)) {
-        services_.alerts.showAlert(
-            u"Application Running"_s,
+        services_.alerts.showAlertOfKind(
+            AlertKind::Warning, u"Application Running"_s,
             u"Please quit %1 before deleting its preferences. While the application is running, "
             u"its "
             u"preferences are stored in memory and deleting them will not have the desired effect."_s

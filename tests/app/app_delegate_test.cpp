@@ -168,10 +168,8 @@ TEST_F(AppDelegateTest, RowsSayWhoseDomainAndWhyEachItemWasFound) {
     delegate->setApplicationUrl(bundle);
     const QList<SVListItemView*> rows = delegate->appDefaultsDomainsListView->items();
     ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows[0]->detailField()->text(),
-              u"the system's · bundle identifier \"com.example.tool\""_s);
-    EXPECT_EQ(rows[1]->detailField()->text(),
-              u"your own · bundle identifier \"com.example.tool\""_s);
+    EXPECT_EQ(rows[0]->detail(), u"the system's · bundle identifier \"com.example.tool\""_s);
+    EXPECT_EQ(rows[1]->detail(), u"your own · bundle identifier \"com.example.tool\""_s);
     EXPECT_FALSE(rows[1]->detailField()->isHidden());
     EXPECT_EQ(rows[0]->label(), u"com.example.tool"_s);
 }

@@ -23,6 +23,8 @@
 #include <QDropEvent>
 #include <QElapsedTimer>
 #include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QTableWidget>
@@ -125,6 +127,72 @@ TEST_F(PackagerWindow, ModesShowTheirOwnButtonAndCreationListsTheCatalogueUntick
     ASSERT_NE(cell, nullptr);
     EXPECT_TRUE(cell->checkbox()->isChecked());
 }
+
+// Rows are all as tall as each other, in both tables, whether they hold an
+// icon or not; at the window's default size at least fifteen are in view;
+// the columns start as wide as their contents, never wrap, and the user may
+// resize them.
+TEST_F(PackagerWindow, RowsAreUniformAndFifteenAreInViewAtTheDefaultSize) {
+    SVKolvanePackager packager;
+    packager.systemSettings.clear();
+    const QString longest = u"Keyboard shortcuts of the whole desktop and its panels"_s;
+    for (int i = 0; i < 50; ++i)
+        packager.systemSettings.append(
+            tickedComponent(i == 7 ? longest : u"Part %1"_s.arg(i), {u"com.example.p"_s}));
+    packager.applications = {tickedApplication(u"Editor"_s, u"com.example.editor"_s),
+                             tickedComponent(u"No Icon"_s, {u"com.example.plain"_s})};
+    packager.reloadTable(packager.systemSettingsTable);
+    packager.reloadTable(packager.applicationsTable);
+    packager.displayWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(packager.window));
+
+    const int height = packager.systemSettingsTable->rowHeight(0);
+    for (QTableWidget* table : {packager.systemSettingsTable, packager.applicationsTable}) {
+        ASSERT_GT(table->rowCount(), 1);
+        EXPECT_GE(height, table->fontMetrics().height());
+        EXPECT_GE(height, table->iconSize().height());
+        for (int row = 1; row < table->rowCount(); ++row)
+            EXPECT_EQ(table->rowHeight(row), height) << "row " << row;
+        EXPECT_FALSE(table->wordWrap());
+        EXPECT_EQ(table->horizontalHeader()->sectionResizeMode(1), QHeaderView::Interactive);
+    }
+    const QTableWidget* system = packager.systemSettingsTable;
+    EXPECT_GE(system->viewport()->height() / system->rowHeight(0), 15)
+        << "viewport " << system->viewport()->height() << ", rows " << system->rowHeight(0);
+    EXPECT_GE(system->columnWidth(1), system->fontMetrics().horizontalAdvance(longest));
+}
+
+struct ModeCase {
+    const char* name;
+    bool deployment;
+    bool dropHint;
+    QString title;
+};
+
+class PackagerModes : public PackagerWindow, public ::testing::WithParamInterface<ModeCase> {};
+
+// Only a window that takes drops invites them; deployment windows are told
+// apart by their package file's name.
+TEST_P(PackagerModes, DropHintAndTitleFollowTheMode) {
+    const ModeCase& c = GetParam();
+    std::unique_ptr<SVKolvanePackager> packager =
+        c.deployment
+            ? SVKolvanePackager::initWithKolvaneUrl(
+                  makePackage(u"Team Dock.Kolvane2"_s, u"Dock"_s, {u"com.example.dock"_s}), running)
+            : std::make_unique<SVKolvanePackager>();
+    ASSERT_TRUE(packager);
+    EXPECT_EQ(packager->applicationsLabel->text().contains(u"drop"_s), c.dropHint)
+        << packager->applicationsLabel->text().toStdString();
+    EXPECT_EQ(packager->applicationsLabel->buddy(), packager->applicationsTable);
+    EXPECT_EQ(packager->window->windowTitle(), c.title);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Modes, PackagerModes,
+    ::testing::Values(ModeCase{"Creation", false, true, u"Preference Packager"_s},
+                      ModeCase{"Deployment", true, false,
+                               u"Team Dock.Kolvane2 – Deploy Preference Package"_s}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 struct DropCase {
     const char* name;

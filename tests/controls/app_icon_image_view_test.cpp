@@ -191,3 +191,35 @@ TEST_F(AppIconImageViewTest, KeyboardShortcutsCopyAndPasteWhenFocused) {
 }
 
 } // namespace
+
+namespace {
+
+// How many pixels of the view differ from its top-left corner's colour.
+int markedPixels(AppIconImageView& view) {
+    const QImage shot = view.grab().toImage();
+    const QRgb background = shot.pixel(0, 0);
+    int marked = 0;
+    for (int y = 0; y < shot.height(); ++y)
+        for (int x = 0; x < shot.width(); ++x)
+            marked += shot.pixel(x, y) != background;
+    return marked;
+}
+
+// An empty view draws a frame and its placeholder, so that the user sees
+// where to drop; with an image, or nothing to say, it draws no frame.
+TEST(AppIconImageViewPlaceholder, OnlyAnEmptyViewShowsWhereToDrop) {
+    AppIconImageView view;
+    view.resize(100, 100);
+    EXPECT_EQ(markedPixels(view), 0);
+    view.setPlaceholderText(u"Drop an application here"_s);
+    const int empty = markedPixels(view);
+    EXPECT_GT(empty, 200) << "no frame or text was drawn";
+
+    view.setImage(filled(Qt::red, 40));
+    const QImage shot = view.grab().toImage();
+    EXPECT_EQ(shot.pixel(2, 50), shot.pixel(0, 0)) << "the frame is drawn over an image";
+    view.setImage(QImage());
+    EXPECT_EQ(markedPixels(view), empty);
+}
+
+} // namespace

@@ -255,7 +255,7 @@ TEST(ApplicationChooser, TabGoesFromTheFieldToTheListAndTheButtons) {
     ASSERT_TRUE(firstButton && secondButton);
     EXPECT_EQ(QSet<QString>({firstButton->property("text").toString(),
                              secondButton->property("text").toString()}),
-              QSet<QString>({u"Choose"_s, u"Cancel"_s}));
+              QSet<QString>({u"&Choose"_s, u"Cancel"_s}));
 }
 
 TEST(ApplicationChooser, IconsComeFromPathsOrTheThemeElseTheFallbackEachNameOnce) {

@@ -71,6 +71,9 @@ TEST_F(SVListViewTest, LongPathsAreCutInTheMiddle) {
     const QString path = u"/home/"_s + QString(280, u'x') + u"/.config/org.example.Tool.conf"_s;
     ASSERT_GE(path.size(), 300);
     list.addItemWithName(path, true);
+    const QString why =
+        u"application name \"tool\", in the configuration folder "_s + QString(200, u'y');
+    row(0)->setDetail(why);
     QTest::qWait(20);
 
     const QString shown = row(0)->labelField()->text();
@@ -80,6 +83,14 @@ TEST_F(SVListViewTest, LongPathsAreCutInTheMiddle) {
     EXPECT_TRUE(shown.startsWith(u"/home/"_s)) << qPrintable(shown);
     EXPECT_EQ(row(0)->label(), path);
     EXPECT_EQ(row(0)->labelField()->toolTip(), path);
+    // The reason under it is cut at its end, never clipped; it too stays whole.
+    const QString reason = row(0)->detailField()->text();
+    EXPECT_TRUE(reason.startsWith(u"application name"_s)) << qPrintable(reason);
+    EXPECT_TRUE(reason.endsWith(u"…"_s)) << qPrintable(reason);
+    EXPECT_LE(row(0)->detailField()->fontMetrics().horizontalAdvance(reason),
+              row(0)->detailField()->width());
+    EXPECT_EQ(row(0)->detail(), why);
+    EXPECT_EQ(row(0)->detailField()->toolTip(), why);
 
     // A wider row shows more of it.
     list.resize(900, 200);
@@ -166,6 +177,39 @@ TEST_F(SVListViewTest, RemoveAllItemsEmptiesAndNewRowsStartAtTheTop) {
     QCoreApplication::processEvents();
     EXPECT_EQ(labels(list), QStringList{u"c"_s});
     EXPECT_EQ(row(0)->y(), top);
+}
+
+// The list says what to do next only while it has no rows, and only when
+// it was given something to say.
+TEST_F(SVListViewTest, PlaceholderShowsOnlyWhileEmpty) {
+    QLabel* empty = list.emptyStateLabel();
+    EXPECT_FALSE(empty->isVisible()) << "nothing to say yet";
+    list.setPlaceholderText(u"Choose an application"_s);
+    EXPECT_TRUE(empty->isVisible());
+    EXPECT_EQ(empty->text(), u"Choose an application"_s);
+    EXPECT_EQ(empty->geometry(), list.rect());
+
+    list.addItemWithName(u"a"_s, true);
+    EXPECT_FALSE(empty->isVisible());
+    EXPECT_EQ(list.items().size(), 1) << "the placeholder is no row";
+    list.removeAllItems();
+    EXPECT_TRUE(empty->isVisible());
+    list.resize(420, 260);
+    EXPECT_EQ(empty->geometry(), list.rect());
+}
+
+// The button of the list's contract is still the delete button, but what it
+// shows and says is that the item is kept out of the cleaning.
+TEST_F(SVListViewTest, TheRowButtonSaysItKeepsTheItem) {
+    list.addItemWithName(u"com.example.tool"_s, true);
+    QToolButton* button = row(0)->deleteButton();
+    EXPECT_EQ(button->objectName(), u"deleteButton"_s);
+    for (const QString& said : {button->text(), button->toolTip(), button->accessibleName()}) {
+        EXPECT_TRUE(said.contains(u"Keep"_s)) << said.toStdString();
+        EXPECT_FALSE(said.contains(u"Delete"_s)) << said.toStdString();
+    }
+    EXPECT_TRUE(button->toolTip().contains(u"out of the cleaning"_s));
+    EXPECT_TRUE(button->toolTip().contains(u"Nothing is deleted"_s));
 }
 
 TEST_F(SVListViewTest, DeleteButtonIsReachableByKeyboard) {

@@ -1,13 +1,20 @@
-// Drives the real main window against the demo sandbox (run by
-// scripts/screenshots.sh) and saves pictures of it with results showing. The
-// settings system comes from the environment, as in the application: on a
-// macOS home folder one picture per tab, on the Linux desktop the application
-// chooser and the Application tab of the application chosen in it.
+// Drives the real windows against the demo sandbox (run by
+// scripts/screenshots.sh) and saves pictures of them. The settings system
+// comes from the environment, as in the application; on the Linux desktop the
+// pictures' names start with "linux-". Each window is photographed as a user
+// meets it: the Application tab before and after an application is chosen
+// (on the Linux desktop the chooser too), the components, the check before a
+// check, its result sheet and its failures, the packager in both modes, the
+// self-deploying package's window (macOS home folder) and an alert.
 #include "app/app_delegate.h"
 #include "app/main_window.h"
+#include "app/self_deploy_window.h"
+#include "app/sv_kolvane_packager.h"
 #include "controls/application_chooser.h"
 #include "controls/checkbox_table_cell_view.h"
 #include "controls/panel_runner.h"
+#include "controls/show_alert.h"
+#include "packager/package_creator.h"
 #include "search/sv_defaults_tool.h"
 #include "workflows/domain_matcher.h"
 #include "workflows/settings_system.h"
@@ -19,10 +26,14 @@
 #include <QDialog>
 #include <QDir>
 #include <QListView>
+#include <QMessageBox>
+#include <QMimeData>
 #include <QScreen>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QTemporaryDir>
 #include <QThread>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -38,39 +49,53 @@ void settle(int ms) {
     }
 }
 
-bool save(const QString& folder, const QString& name) {
-    settle(400);
-    const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(0);
-    const bool saved = shot.save(folder + u'/' + name);
-    if (!saved)
-        std::fprintf(stderr, "sorvane_screenshots: cannot save %s\n", qPrintable(name));
-    return saved;
+bool waitFor(const std::function<bool()>& condition, int ms = 30000) {
+    const QDeadlineTimer deadline(ms);
+    while (!condition() && !deadline.hasExpired())
+        settle(50);
+    return condition();
 }
 
-bool photographMacHome(AppDelegate& delegate, const QUrl& app, const QString& output) {
-    SVDefaultsTool::sharedTool()->waitForReading();
-    bool saved = true;
-    delegate.setApplicationUrl(app);
-    saved &= save(output, u"application.png"_s);
-
-    delegate.window->tabs->setCurrentIndex(1);
-    for (int row : {0, 2}) {
-        if (auto* cell = qobject_cast<CheckboxTableCellView*>(
-                delegate.osComponentsTable->cellWidget(row, 0)))
-            cell->checkbox()->setChecked(true);
+// Alerts are printed, never shown: nobody is there to dismiss them.
+class PrintedAlerts : public AlertPresenter {
+public:
+    void showAlert(const QString& message, const QString& informative) override {
+        std::fprintf(stderr, "sorvane_screenshots: alert: %s %s\n", qPrintable(message),
+                     qPrintable(informative));
     }
-    saved &= save(output, u"components.png"_s);
+};
 
-    delegate.window->tabs->setCurrentIndex(2);
-    delegate.checkUserPrefs();
-    const QDeadlineTimer deadline(30000);
-    while (!delegate.opCompleteSheet->isVisible() && !deadline.hasExpired())
-        settle(100);
-    saved &= save(output, u"check-summary.png"_s);
-    delegate.opComplete_closeSheet();
-    saved &= save(output, u"check.png"_s);
-    return saved;
-}
+// Saves what the screen shows where a window is (its sheets included).
+class Camera {
+public:
+    Camera(QString folder, QString prefix)
+        : folder_(std::move(folder))
+        , prefix_(std::move(prefix)) {}
+
+    void shoot(const QString& name, const QWidget* window) {
+        settle(400);
+        const QRect area = window ? window->frameGeometry() : QRect();
+        const QPixmap shot = area.isValid()
+                                 ? QGuiApplication::primaryScreen()->grabWindow(
+                                       0, area.x(), area.y(), area.width(), area.height())
+                                 : QGuiApplication::primaryScreen()->grabWindow(0);
+        const QString file = prefix_ + name;
+        if (shot.save(folder_ + u'/' + file))
+            return;
+        std::fprintf(stderr, "sorvane_screenshots: cannot save %s\n", qPrintable(file));
+        ok_ = false;
+    }
+    void fail(const char* what) {
+        std::fprintf(stderr, "sorvane_screenshots: %s\n", what);
+        ok_ = false;
+    }
+    bool ok() const { return ok_; }
+
+private:
+    QString folder_;
+    QString prefix_;
+    bool ok_ = true;
+};
 
 // Selects the chooser's row of the entry at app; false when it is not listed.
 bool selectEntry(ApplicationChooser& chooser, const QUrl& app) {
@@ -86,27 +111,135 @@ bool selectEntry(ApplicationChooser& chooser, const QUrl& app) {
     return false;
 }
 
-// Chooses the application through the chooser, as a user would, photographing
-// the chooser open with it selected and then the Application tab.
-bool photographLinuxDesktop(AppDelegate& delegate, const QUrl& app, const QString& output) {
+// Chooses the application as a user of the settings system would: through
+// the chooser on the Linux desktop (photographed open), else by its bundle.
+void chooseApplication(AppDelegate& delegate, const QUrl& app, Camera& camera) {
+    if (SettingsSystem::current().chooser() != SettingsSystem::Chooser::ApplicationList) {
+        delegate.setApplicationUrl(app);
+        return;
+    }
     bool listed = false;
-    bool saved = true;
     const PanelRunner::DialogRunner previous = PanelRunner::setDialogRunner([&](QDialog& dialog) {
         dialog.show();
         if (auto* chooser = qobject_cast<ApplicationChooser*>(&dialog))
             listed = selectEntry(*chooser, app);
-        saved &= save(output, u"linux-chooser.png"_s);
+        camera.shoot(u"chooser.png"_s, delegate.window);
         dialog.accept();
         return dialog.result();
     });
     delegate.browseForApp();
     PanelRunner::setDialogRunner(previous);
-    if (!listed || delegate.appUrl != app) {
-        std::fprintf(stderr, "sorvane_screenshots: the chooser does not list %s\n",
-                     qPrintable(app.toLocalFile()));
-        return false;
+    if (!listed || delegate.appUrl != app)
+        camera.fail("the chooser does not list the application");
+}
+
+void photographMainWindow(AppDelegate& delegate, const QUrl& app, Camera& camera) {
+    MainWindow* window = delegate.window;
+    camera.shoot(u"application-empty.png"_s, window);
+    chooseApplication(delegate, app, camera);
+    camera.shoot(u"application.png"_s, window);
+
+    window->tabs->setCurrentIndex(1);
+    for (int row : {0, 2}) {
+        if (auto* cell = qobject_cast<CheckboxTableCellView*>(
+                delegate.osComponentsTable->cellWidget(row, 0)))
+            cell->checkbox()->setChecked(true);
     }
-    return saved && save(output, u"linux-application.png"_s);
+    camera.shoot(u"components.png"_s, window);
+
+    window->tabs->setCurrentIndex(2);
+    camera.shoot(u"check-empty.png"_s, window);
+    delegate.checkUserPrefs();
+    if (!waitFor([&] { return delegate.opCompleteSheet->isVisible(); }))
+        camera.fail("the check did not finish");
+    camera.shoot(u"check-summary.png"_s, window);
+    delegate.opComplete_closeSheet();
+    camera.shoot(u"check.png"_s, window);
+    window->tabs->setCurrentIndex(0);
+}
+
+// A package of the first components that have settings and the chosen
+// application, written through the packager core as the window would.
+QUrl writePackage(SVKolvanePackager& creation, const QString& folder) {
+    PrintedAlerts alerts;
+    const std::atomic<bool> cancel{false};
+    PackageCreator creator(&cancel, alerts);
+    const auto bytes =
+        creator.background_createPackage(creation.systemSettings, creation.applications);
+    const QUrl url = QUrl::fromLocalFile(folder + u"/Team Settings.Kolvane2"_s);
+    if (!bytes || !PackageCreator::writePackageFile(*bytes, url, alerts))
+        return {};
+    return url;
+}
+
+void photographPackager(AppDelegate& delegate, const QUrl& app, const QString& scratch,
+                        Camera& camera) {
+    SVKolvanePackager* creation = SVKolvanePackager::sharedPackager();
+    QMimeData dropped;
+    dropped.setUrls({app});
+    creation->tableViewAcceptDrop(creation->applicationsTable, &dropped, nullptr);
+    // Three components whose settings the demo's home holds, so that the
+    // package has something to deploy.
+    int ticked = 0;
+    for (int row = 0; row < creation->systemSettings.size() && ticked < 3; ++row) {
+        const QStringList domains = creation->systemSettings.at(row)->prefsDomains();
+        const bool held = std::any_of(domains.cbegin(), domains.cend(), [](const QString& domain) {
+            return SettingsSystem::current().userDomainValues(domain).has_value();
+        });
+        auto* cell =
+            qobject_cast<CheckboxTableCellView*>(creation->systemSettingsTable->cellWidget(row, 0));
+        if (held && cell) {
+            cell->checkbox()->setChecked(true);
+            ++ticked;
+        }
+    }
+    delegate.openPreferencePackager();
+    creation->window->move(0, 0);
+    camera.shoot(u"packager.png"_s, creation->window);
+
+    const QUrl package = writePackage(*creation, scratch);
+    creation->window->close();
+    if (package.isEmpty()) {
+        camera.fail("no package could be written");
+        return;
+    }
+    delegate.applicationOpenURLs({package});
+    if (!delegate.unpackagers || delegate.unpackagers->empty()) {
+        camera.fail("the package did not open");
+        return;
+    }
+    SVKolvanePackager* deployment = delegate.unpackagers->back().get();
+    deployment->window->move(0, 0);
+    camera.shoot(u"packager-deploy.png"_s, deployment->window);
+
+    // The self-deploying package's own window shows the same package.
+    if (SettingsSystem::current().chooser() != SettingsSystem::Chooser::ApplicationList) {
+        PrintedAlerts alerts;
+        SelfDeployWindow window(u"Team Settings"_s, QImage(), deployment->systemSettings,
+                                deployment->applications, alerts,
+                                SettingsSystem::current().running());
+        window.move(0, 0);
+        window.show();
+        camera.shoot(u"self-deploy.png"_s, &window);
+    }
+    deployment->window->close();
+}
+
+// An alert of news, as the message box shows it.
+void photographAlert(AppDelegate& delegate, Camera& camera) {
+    AlertPresenter* printed = setAlertPresenter(nullptr);
+    QTimer::singleShot(300, [&camera] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box) {
+            camera.fail("no alert came up");
+            return;
+        }
+        camera.shoot(u"alert.png"_s, box->parentWidget() ? box->parentWidget()->window() : box);
+        box->accept();
+    });
+    delegate.window->activateWindow();
+    delegate.showUpdatemanager();
+    setAlertPresenter(printed);
 }
 
 } // namespace
@@ -125,6 +258,11 @@ int main(int argc, char** argv) {
     const QUrl app = QUrl::fromLocalFile(QDir::cleanPath(QDir().absoluteFilePath(arguments.at(0))));
     const QString output = arguments.at(1);
     QDir().mkpath(output);
+    const bool linuxDesktop = system.chooser() == SettingsSystem::Chooser::ApplicationList;
+    Camera camera(output, linuxDesktop ? u"linux-"_s : QString());
+    const QTemporaryDir scratch;
+    PrintedAlerts alerts;
+    setAlertPresenter(&alerts);
 
     LinkHelperOperations helper;
     TaskMasterDomainRunner defaults;
@@ -133,9 +271,11 @@ int main(int argc, char** argv) {
     delegate.applicationDidFinishLaunching();
     delegate.window->move(0, 0);
     delegate.window->resize(1000, 680);
+    SVDefaultsTool::sharedTool()->waitForReading();
 
-    const bool saved = system.chooser() == SettingsSystem::Chooser::ApplicationList
-                           ? photographLinuxDesktop(delegate, app, output)
-                           : photographMacHome(delegate, app, output);
-    return saved ? 0 : 1;
+    photographMainWindow(delegate, app, camera);
+    photographPackager(delegate, app, scratch.path(), camera);
+    photographAlert(delegate, camera);
+    setAlertPresenter(nullptr);
+    return camera.ok() ? 0 : 1;
 }

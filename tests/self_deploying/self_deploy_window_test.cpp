@@ -96,7 +96,7 @@ TEST_F(SelfDeployWindowTest, DeployWritesOnlyTheTickedItems) {
     EXPECT_EQ(started.size(), 1);
     EXPECT_TRUE(window->isDeploying());
     EXPECT_FALSE(window->deployButton->isEnabled());
-    EXPECT_EQ(window->closeButton->text(), u"Cancel"_s);
+    EXPECT_EQ(window->closeButton->text(), u"&Cancel"_s);
     ASSERT_TRUE(finished.wait(30000));
 
     EXPECT_TRUE(deployed(domains[0]));
@@ -107,7 +107,7 @@ TEST_F(SelfDeployWindowTest, DeployWritesOnlyTheTickedItems) {
     EXPECT_EQ(file.readAll(), QByteArray("state"));
     EXPECT_EQ(window->statusLabel->text(), u"The settings were deployed."_s);
     EXPECT_FALSE(window->isDeploying());
-    EXPECT_EQ(window->closeButton->text(), u"Quit"_s);
+    EXPECT_EQ(window->closeButton->text(), u"&Quit"_s);
     EXPECT_TRUE(alerts.shown.isEmpty());
 }
 
