@@ -17,6 +17,8 @@
 #include <QFileInfo>
 #include <QIcon>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -229,4 +231,30 @@ LinuxDesktop::userDomainValues(const QString& domain) const {
     if (!text || text->isEmpty())
         return std::nullopt;
     return DconfDomains::valuesOfText(*text);
+}
+
+std::optional<PackagedApplication> LinuxDesktop::applicationToPack(const QUrl& url) const {
+    const std::optional<ApplicationTarget> application = applicationAtUrl(url);
+    if (!application || application->identifier.isEmpty())
+        return std::nullopt;
+    DconfDomainMatcher matcher;
+    ApplicationSearchResults results;
+    findApplicationSettings(*application, matcher, results, nullptr);
+    PackagedApplication packed{
+        application->name, application->identifier, iconForApplication(url, 128), {}};
+    // Only the user's own settings travel: the system's stay with the system.
+    // A domain holds its subtree, so the domains below it travel inside it.
+    QStringList own;
+    for (const SVDefaultsDomain& domain : std::as_const(results.appDomainResults)) {
+        if (domain.authLevel() == 0)
+            own.append(domain.domain());
+    }
+    for (const QString& domain : std::as_const(own)) {
+        const bool inside = std::any_of(own.cbegin(), own.cend(), [&domain](const QString& other) {
+            return domain.startsWith(other + u'.');
+        });
+        if (!inside)
+            packed.domains.append(domain);
+    }
+    return packed;
 }

@@ -52,6 +52,8 @@ public:
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    // A desktop entry; its domains are the user's own that its search finds.
+    std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // dconf key-file text; values by key path below the domain.
     std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
     std::optional<DomainValues> userDomainValues(const QString& domain) const override;

@@ -5,6 +5,7 @@
 #include "util/logging.h"
 #include "util/path_utils.h"
 #include "workflows/alert_presenter.h"
+#include "workflows/settings_system.h"
 
 #include <QFile>
 
@@ -92,6 +93,22 @@ bool PackageReader::initWithKolvaneUrl(const QUrl& url) {
                           u"No settings could be extracted from the PreferencePackage file."_s);
         return false;
     }
+    return !isForeign();
+}
+
+bool PackageReader::isForeign() {
+    QStringList texts;
+    for (const auto& item : systemSettings_ + applications_) {
+        for (const QString& domain : item->prefsDomains())
+            texts.append(item->plistForDomain(domain));
+    }
+    const auto alert = SettingsSystem::current().foreignPackageAlert(texts);
+    if (!alert)
+        return false;
+    sv::log(u"Refused a package of the other settings system"_s);
+    alerts_.showAlert(alert->first, alert->second);
+    systemSettings_.clear();
+    applications_.clear();
     return true;
 }
 

@@ -14,7 +14,8 @@ class AlertPresenter;
 
 // Opens a preference package for deployment: refuses the wrong file type,
 // unarchives the file allowing only the package's own classes, and rebuilds
-// its component and application items, every one ticked. What goes wrong is
+// its component and application items, every one ticked; a package made on
+// the other settings system is refused. What goes wrong is
 // told to the user through the alert presenter; the packager window then
 // simply has no package to show.
 class PackageReader {
@@ -35,6 +36,9 @@ public:
     const Items& applications() const { return applications_; }
 
 private:
+    // A package of the other settings system is refused with one alert.
+    bool isForeign();
+
     AlertPresenter& alerts_;
     QString applicationVersion_;
     Items systemSettings_;

@@ -1,7 +1,5 @@
 #include "packager/sv_pp_item.h"
 
-#include "platform/bundle.h"
-#include "platform/file_icons.h"
 #include "platform/xml_document_loader.h"
 #include "util/logging.h"
 #include "util/natural_compare.h"
@@ -82,18 +80,15 @@ std::shared_ptr<SVPPItem> SVPPItem::initWithXml(const QDomNode& node) {
 }
 
 std::shared_ptr<SVPPItem> SVPPItem::itemWithAppUrl(const QUrl& url) {
-    const QString path = url.toLocalFile();
-    // Deliberately case-sensitive: a bundle named "X.APP" is not taken.
-    if (sv::pathExtension(path) != u"app"_s)
-        return nullptr;
-    const std::optional<Bundle> bundle = Bundle::bundleWithUrl(url);
-    if (!bundle || bundle->bundleIdentifier().isNull())
+    const std::optional<PackagedApplication> application =
+        SettingsSystem::current().applicationToPack(url);
+    if (!application)
         return nullptr;
     auto item = std::make_shared<SVPPItem>();
-    item->displayName_ = sv::stringByDeletingPathExtension(sv::lastPathComponent(path));
-    item->appId_ = bundle->bundleIdentifier();
-    item->domains_ = {item->appId_};
-    item->icon_ = FileIcons::iconForFile(path);
+    item->displayName_ = application->name;
+    item->appId_ = application->identifier;
+    item->domains_ = application->domains;
+    item->icon_ = application->icon;
     item->enabled_ = true;
     return item;
 }

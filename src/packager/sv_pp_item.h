@@ -29,8 +29,9 @@ public:
     static std::optional<QList<std::shared_ptr<SVPPItem>>> loadData();
     // The same from any catalogue file.
     static std::optional<QList<std::shared_ptr<SVPPItem>>> loadDataFromFile(const QString& path);
-    // An item for an application bundle dropped on the window, ticked; null
-    // unless the URL is an ".app" bundle with an identifier.
+    // An item for an application dropped on the window or chosen, ticked;
+    // null unless the settings system takes the URL for an application with
+    // an identifier (on a macOS home folder an ".app" bundle).
     static std::shared_ptr<SVPPItem> itemWithAppUrl(const QUrl& url);
     static std::shared_ptr<SVPPItem>
     itemWithComponent(const QString& name, const QString& description, const PrefsByDomain& prefs);

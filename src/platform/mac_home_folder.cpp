@@ -192,3 +192,18 @@ MacHomeFolder::userDomainValues(const QString& domain) const {
     // A damaged domain is still there, holding nothing that can be read.
     return valuesOf(store.readDomain(domain, &error)).value_or(DomainValues());
 }
+
+std::optional<PackagedApplication> MacHomeFolder::applicationToPack(const QUrl& url) const {
+    const QString path = url.toLocalFile();
+    // Deliberately case-sensitive: a bundle named "X.APP" is not taken.
+    if (sv::pathExtension(path) != u"app"_s)
+        return std::nullopt;
+    const std::optional<Bundle> bundle = Bundle::bundleWithUrl(url);
+    if (!bundle || bundle->bundleIdentifier().isNull())
+        return std::nullopt;
+    const QString identifier = bundle->bundleIdentifier();
+    return PackagedApplication{sv::stringByDeletingPathExtension(sv::lastPathComponent(path)),
+                               identifier,
+                               FileIcons::iconForFile(path),
+                               {identifier}};
+}

@@ -31,6 +31,8 @@ public:
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    // An ".app" bundle (the extension's case counts), its domain its identifier.
+    std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // Property-list text; each top-level key's value as a binary property list.
     std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
     std::optional<DomainValues> userDomainValues(const QString& domain) const override;

@@ -99,3 +99,30 @@ bool SettingsSystem::chooseAtStartUp(QStringList& arguments, QString* error) {
     setCurrent(std::make_unique<LinuxDesktop>());
     return true;
 }
+
+std::optional<std::pair<QString, QString>>
+SettingsSystem::foreignPackageAlert(const QStringList& settingsTexts) const {
+    const bool onLinux = dynamic_cast<const LinuxDesktop*>(this) != nullptr;
+    const std::unique_ptr<SettingsSystem> other =
+        onLinux ? std::unique_ptr<SettingsSystem>(std::make_unique<MacHomeFolder>())
+                : std::unique_ptr<SettingsSystem>(std::make_unique<LinuxDesktop>());
+    // A package of this system may hold a damaged text or two; one of the
+    // other's holds none this system can read and at least one the other can.
+    bool otherReadsOne = false;
+    for (const QString& text : settingsTexts) {
+        if (valuesOfSettingsText(text))
+            return std::nullopt;
+        otherReadsOne = otherReadsOne || other->valuesOfSettingsText(text).has_value();
+    }
+    if (!otherReadsOne)
+        return std::nullopt;
+    if (onLinux)
+        return std::pair{u"This package holds macOS settings"_s,
+                         u"It was made on a macOS home folder. Sorvane is working on this Linux "
+                         u"desktop, which keeps its settings in another form, so nothing of the "
+                         u"package can be deployed here."_s};
+    return std::pair{u"This package holds Linux desktop settings"_s,
+                     u"It was made on a Linux desktop. Sorvane is working on a macOS home "
+                     u"folder, which keeps its settings in another form, so nothing of the "
+                     u"package can be deployed here."_s};
+}

@@ -37,6 +37,15 @@ struct ApplicationTarget {
     QString name;
 };
 
+// An application as a package carries it: the name its row shows, its
+// identifier, its icon and the domains its settings are captured from.
+struct PackagedApplication {
+    QString name;
+    QString identifier;
+    QImage icon;
+    QStringList domains;
+};
+
 // The settings system Sorvane works on, chosen once at start-up: the Linux
 // desktop it runs on, or a macOS home folder. The workflows, the windows and
 // sorvanectl talk to this interface and never ask which one it is.
@@ -106,6 +115,15 @@ public:
                                                                       HelperOperations& helper) = 0;
     // Stops the running check early; it answers with what it checked so far.
     virtual void cancelCheck(HelperOperations& helper) = 0;
+
+    // The application a dropped or named URL is, as a package carries it;
+    // nothing when the URL is not one with an identifier.
+    virtual std::optional<PackagedApplication> applicationToPack(const QUrl& url) const = 0;
+    // Whether a package's captured settings texts were made on the other
+    // settings system: they are refused before anything is written. The
+    // alert's message and informative text when so; nothing otherwise.
+    std::optional<std::pair<QString, QString>>
+    foreignPackageAlert(const QStringList& settingsTexts) const;
 
     // Domains, as packages carry them. The values of a captured settings text
     // (what "defaults read" printed and "defaults write" takes); nothing when

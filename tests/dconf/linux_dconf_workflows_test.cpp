@@ -29,10 +29,12 @@ protected:
         DconfFixture::SetUp();
         previous_ = qgetenv("SORVANE_SETTINGS");
         qputenv("SORVANE_SETTINGS", "linux");
+        SettingsSystem::setCurrent(std::make_unique<LinuxDesktop>());
         entry_ = writeEntry();
     }
     void TearDown() override {
         qputenv("SORVANE_SETTINGS", previous_);
+        SettingsSystem::setCurrent(nullptr);
         DconfFixture::TearDown();
     }
 

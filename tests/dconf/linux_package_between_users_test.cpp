@@ -20,6 +20,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString kNotes = u"/org/example/Notes/"_s;
+const QString kSketch = u"/org/example/Sketch/"_s;
 
 // Every kind of value dconf stores, as "dconf write" takes and "dconf read"
 // prints it.
@@ -87,6 +88,10 @@ public:
         environment_.insert(u"SORVANE_RESOURCES_DIR"_s, resources);
     }
 
+    // The setting for every program run from now on.
+    void set(const QString& name, const QString& value) { environment_.insert(name, value); }
+    QString dataHome() const { return environment_.value(u"XDG_DATA_HOME"_s); }
+
     bool isReady() const {
         return dir_.isValid() && bus_->isRunning() && (!sorvaneBus_ || sorvaneBus_->isRunning());
     }
@@ -111,12 +116,16 @@ public:
     ProgramRun dconf(const QStringList& arguments, const QByteArray& input = {}) const {
         return run(u"dconf"_s, arguments, *bus_, input);
     }
+    ProgramRun defaults(const QStringList& arguments) const {
+        return run(QCoreApplication::applicationDirPath() + u"/../libexec/sorvane/defaults"_s,
+                   arguments, *bus_);
+    }
     ProgramRun sorvanectl(const QStringList& arguments) const {
         // Test programs live in <build>/tests/<folder>, sorvanectl in <build>/bin.
         return run(QCoreApplication::applicationDirPath() + u"/../bin/sorvanectl"_s, arguments,
                    sorvaneBus_ ? *sorvaneBus_ : *bus_);
     }
-    QString dump() const { return dconf({u"dump"_s, kNotes}).out; }
+    QString dump(const QString& dir = kNotes) const { return dconf({u"dump"_s, dir}).out; }
 
 private:
     QTemporaryDir dir_;
@@ -130,11 +139,19 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(folder_.isValid());
         writeFile(profile(), "user-db:user\n");
-        // One packager component, the Notes domain.
+        // One packager component on each system, the Notes domain.
         writeFile(resources() + u"/linux/PackagerData.xml"_s,
                   "<packagerdata>\n  <component name=\"Notes\">\n"
                   "    <description>Notes</description>\n"
                   "    <domain>org.example.Notes</domain>\n  </component>\n</packagerdata>\n");
+        writeFile(resources() + u"/PackagerData.xml"_s,
+                  "<packagerdata>\n  <component name=\"Notes\">\n"
+                  "    <description>Notes</description>\n"
+                  "    <domain>com.example.notes</domain>\n  </component>\n</packagerdata>\n");
+        for (const char* name : {"AppData", "SystemData"})
+            writeFile(resources() + u'/' + QString::fromLatin1(name) + u".xml"_s,
+                      name == std::string("AppData") ? "<applist>\n</applist>\n"
+                                                     : "<systemdata>\n</systemdata>\n");
         writeFile(resources() + u"/linux/AppData.xml"_s, "<applist>\n</applist>\n");
         writeFile(resources() + u"/linux/SystemData.xml"_s, "<systemdata>\n</systemdata>\n");
         maker_ = std::make_unique<DesktopUser>(profile(), resources(), DconfBus::Service::Dconf);
@@ -143,8 +160,16 @@ protected:
             const ProgramRun write = maker_->dconf({u"write"_s, kNotes + key, value});
             ASSERT_EQ(write.status, 0) << write.err.toStdString();
         }
-        const ProgramRun create = maker_->sorvanectl(
-            {u"package"_s, u"create"_s, u"--component"_s, u"Notes"_s, u"-o"_s, package()});
+        // An application, named by its desktop-file ID, with domains of its own.
+        writeFile(maker_->dataHome() + u"/applications/org.example.Sketch.desktop"_s,
+                  "[Desktop Entry]\nType=Application\nName=Sketch\nExec=sketch %U\n");
+        ASSERT_EQ(
+            maker_->dconf({u"load"_s, kSketch}, "[/]\nzoom=uint32 3\n\n[tools]\npen='round'\n")
+                .status,
+            0);
+        const ProgramRun create =
+            maker_->sorvanectl({u"package"_s, u"create"_s, u"--component"_s, u"Notes"_s, u"--app"_s,
+                                u"org.example.Sketch"_s, u"-o"_s, package()});
         ASSERT_EQ(create.status, 0) << create.out.toStdString() << create.err.toStdString();
     }
 
@@ -182,6 +207,8 @@ TEST_F(LinuxPackageBetweenUsers, EveryValueArrivesWithItsType) {
     EXPECT_TRUE(deploy.out.contains(u"written  domain org.example.Notes"_s))
         << deploy.out.toStdString();
     EXPECT_EQ(user->dump(), maker_->dump());
+    EXPECT_EQ(user->dump(kSketch), maker_->dump(kSketch));
+    EXPECT_TRUE(user->dump(kSketch).contains(u"pen='round'"_s));
     for (const auto& [key, value] : kValues) {
         // dconf prints strings with its own quoting.
         if (key == u"title"_s)
@@ -196,14 +223,47 @@ TEST_F(LinuxPackageBetweenUsers, WithoutADconfServiceEachDomainSaysSoAndNothingI
     const QString before = user->dump();
     const ProgramRun deploy = user->sorvanectl({u"package"_s, u"deploy"_s, package()});
     EXPECT_EQ(deploy.status, 1) << deploy.out.toStdString();
+    // The component's domain and the application's, which holds its subtree.
+    const QStringList domains = {u"org.example.Notes"_s, u"org.example.Sketch"_s};
     const QStringList failures = deploy.out.split(u'\n').filter(u"NOT WRITTEN"_s);
-    ASSERT_EQ(failures.size(), 1) << deploy.out.toStdString();
-    EXPECT_TRUE(failures.first().contains(u"domain org.example.Notes"_s));
-    // Why, once, on the error stream.
+    ASSERT_EQ(failures.size(), domains.size()) << deploy.out.toStdString();
+    // Why, once per domain, on the error stream.
     const QStringList reasons = deploy.err.split(u'\n', Qt::SkipEmptyParts);
-    ASSERT_EQ(reasons.size(), 1) << deploy.err.toStdString();
-    EXPECT_TRUE(
-        reasons.first().startsWith(u"Cannot write org.example.Notes: dconf is not reachable: "_s))
-        << deploy.err.toStdString();
+    ASSERT_EQ(reasons.size(), domains.size()) << deploy.err.toStdString();
+    for (qsizetype i = 0; i < domains.size(); ++i) {
+        EXPECT_TRUE(failures.at(i).contains(u"domain "_s + domains.at(i) + u':'));
+        EXPECT_TRUE(reasons.at(i).startsWith(u"Cannot write "_s + domains.at(i) +
+                                             u": dconf is not reachable: "_s))
+            << deploy.err.toStdString();
+    }
     EXPECT_EQ(user->dump(), before);
+    EXPECT_TRUE(user->dump(kSketch).isEmpty());
+}
+
+TEST_F(LinuxPackageBetweenUsers, APackageOfTheOtherSystemIsRefusedBeforeAnythingIsWritten) {
+    // A package made on a macOS home folder: its settings are property lists.
+    maker_->set(u"SORVANE_SETTINGS"_s, u"macos"_s);
+    const ProgramRun write =
+        maker_->defaults({u"write"_s, u"com.example.notes"_s, u"{ title = mine; }"_s});
+    ASSERT_EQ(write.status, 0) << write.err.toStdString();
+    const QString macPackage = folder_.filePath(u"mac-notes.Kolvane2"_s);
+    const ProgramRun create = maker_->sorvanectl(
+        {u"package"_s, u"create"_s, u"--component"_s, u"Notes"_s, u"-o"_s, macPackage});
+    ASSERT_EQ(create.status, 0) << create.out.toStdString() << create.err.toStdString();
+
+    const auto user = receiver(DconfBus::Service::Dconf);
+    const QString before = user->dconf({u"dump"_s, u"/"_s}).out;
+    const ProgramRun onLinux = user->sorvanectl({u"package"_s, u"deploy"_s, macPackage});
+    EXPECT_NE(onLinux.status, 0);
+    EXPECT_TRUE(onLinux.err.contains(u"This package holds macOS settings"_s))
+        << onLinux.err.toStdString();
+    EXPECT_EQ(user->dconf({u"dump"_s, u"/"_s}).out, before);
+
+    // The Linux package on a macOS home folder.
+    user->set(u"SORVANE_SETTINGS"_s, u"macos"_s);
+    const ProgramRun onMac = user->sorvanectl({u"package"_s, u"deploy"_s, package()});
+    EXPECT_NE(onMac.status, 0);
+    EXPECT_TRUE(onMac.err.contains(u"This package holds Linux desktop settings"_s))
+        << onMac.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(user->home() + u"/Library"_s));
 }

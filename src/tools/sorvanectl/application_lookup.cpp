@@ -2,10 +2,8 @@
 
 #include "ctl_output.h"
 #include "ctl_session.h"
-#include "platform/bundle.h"
 #include "workflows/settings_system.h"
 
-#include <QDir>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -18,29 +16,6 @@ QJsonObject ApplicationLookup::Found::applicationJson() const {
 
 QString ApplicationLookup::Found::heading() const {
     return u"%1: %2"_s.arg(QFileInfo(url.toLocalFile()).fileName(), results.appBundleIdentifier);
-}
-
-QString ApplicationLookup::checkedBundlePath(const QString& command, const QString& argument,
-                                             CtlSession& session) {
-    CtlOutput& out = session.out();
-    const QString path = QDir::cleanPath(QFileInfo(argument).absoluteFilePath());
-    if (!QFileInfo(path).exists() && !QFileInfo(path).isSymLink()) {
-        out.complain(u"%1: %2: no such file or folder"_s.arg(command, argument));
-        return QString();
-    }
-    const std::optional<Bundle> bundle = Bundle::bundleWithUrl(QUrl::fromLocalFile(path));
-    if (!bundle) {
-        out.complain(
-            u"%1: %2 is not an application bundle (not a folder)"_s.arg(command, argument));
-        return QString();
-    }
-    if (bundle->bundleIdentifier().isNull()) {
-        out.complain(
-            u"%1: %2 is not an application bundle (no CFBundleIdentifier in Contents/Info.plist)"_s
-                .arg(command, argument));
-        return QString();
-    }
-    return path;
 }
 
 std::optional<ApplicationLookup::Found>

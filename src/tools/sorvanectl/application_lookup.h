@@ -30,7 +30,4 @@ public:
     // Nothing after saying what is wrong (the command then exits with 2).
     static std::optional<Found> find(const QString& command, const QString& argument,
                                      CtlSession& session);
-    // The argument as an absolute, clean path; null after saying what is wrong.
-    static QString checkedBundlePath(const QString& command, const QString& argument,
-                                     CtlSession& session);
 };

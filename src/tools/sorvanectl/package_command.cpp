@@ -9,6 +9,7 @@
 #include "packager/package_creator.h"
 #include "packager/package_keys.h"
 #include "util/path_utils.h"
+#include "workflows/settings_system.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -83,14 +84,24 @@ std::optional<PackageCreator::Items> chosenComponents(const QStringList& names, 
     return chosen;
 }
 
-std::optional<PackageCreator::Items> chosenApplications(const QStringList& paths,
+std::optional<PackageCreator::Items> chosenApplications(const QStringList& arguments,
                                                         CtlSession& session) {
     PackageCreator::Items chosen;
-    for (const QString& argument : paths) {
-        const QString path = ApplicationLookup::checkedBundlePath(kCreate, argument, session);
-        if (path.isNull())
+    for (const QString& argument : arguments) {
+        // The settings system says what the argument names: a bundle on a
+        // macOS home folder; a desktop entry, its ID or its name on Linux.
+        QString problem;
+        const QList<ApplicationTarget> candidates =
+            SettingsSystem::current().applicationsForArgument(argument, &problem);
+        if (candidates.size() != 1) {
+            session.out().complain(
+                candidates.isEmpty()
+                    ? u"%1: %2"_s.arg(kCreate, problem)
+                    : u"%1: \"%2\" names several applications; give one of their IDs"_s.arg(
+                          kCreate, argument));
             return std::nullopt;
-        auto item = SVPPItem::itemWithAppUrl(QUrl::fromLocalFile(path));
+        }
+        auto item = SVPPItem::itemWithAppUrl(candidates.constFirst().url);
         if (!item) {
             session.out().complain(
                 u"%1: %2 is not an application bundle (its name must end in .app)"_s.arg(kCreate,
@@ -219,10 +230,12 @@ Exit status: 0, or 1 when the catalogue cannot be read.)"_s;
 }
 
 QString PackageCommand::createHelp() {
-    return uR"(Usage: sorvanectl package create [--json] [--component NAME]... [--app APP.app]... -o OUT
+    return uR"(Usage: sorvanectl package create [--json] [--component NAME]... [--app APP]... -o OUT
 
 Captures the settings of the named components (see "package components")
-and applications, as the packager window does, and saves them:
+and applications, as the packager window does, and saves them. APP is an
+application bundle on a macOS home folder; on the Linux desktop a desktop
+entry (a .desktop file), its ID or its name, as "search" takes it.
   OUT ending in .Kolvane2   a package file
   OUT ending in .app        a self-deploying application carrying the package
 OUT must not exist yet. The saved package is read back and shown as
