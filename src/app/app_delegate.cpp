@@ -3,15 +3,12 @@
 #include "app/main_window.h"
 #include "catalogues/sv_known_app.h"
 #include "controls/app_icon_image_view.h"
-#include "controls/application_chooser.h"
+#include "controls/application_picker.h"
 #include "controls/ft_path_control.h"
-#include "controls/panel_runner.h"
 #include "controls/show_alert.h"
 #include "controls/sv_list_view.h"
-#include "linux/linux_file_search.h"
 #include "platform/bundle.h"
 #include "platform/file_icons.h"
-#include "platform/library_folders.h"
 #include "platform/workspace.h"
 #include "privileged/link_to_helper_tool.h"
 #include "util/logging.h"
@@ -37,15 +34,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 AppDelegate* sharedDelegate = nullptr;
-
-// The first folder that exists, else the home folder.
-QString firstExistingFolder(const QStringList& candidates) {
-    for (const QString& folder : candidates) {
-        if (QFileInfo(folder).isDir())
-            return folder;
-    }
-    return LibraryFolders::homeFolder();
-}
 
 } // namespace
 
@@ -227,38 +215,12 @@ bool AppDelegate::isApplicationUrl(const QUrl& url) const {
 }
 
 void AppDelegate::configureApplicationPanel(QFileDialog* panel) const {
-    panel->setWindowTitle(u"Select Application"_s);
-    panel->setAcceptMode(QFileDialog::AcceptOpen);
-    if (services_.system.chooser() == SettingsSystem::Chooser::ApplicationList) {
-        panel->setFileMode(QFileDialog::ExistingFile);
-        panel->setNameFilter(u"Desktop entries (*.desktop)"_s);
-        // The user's own entries first, then the system's.
-        panel->setDirectory(
-            firstExistingFolder({LinuxFileSearch::dataHome() + u"/applications"_s,
-                                 LibraryFolders::underSystemRoot(u"/usr/share/applications"_s)}));
-        return;
-    }
-    // Application bundles are folders here: the panel picks folders. It
-    // starts among the applications of the home being worked on, then the
-    // system's.
-    panel->setFileMode(QFileDialog::Directory);
-    panel->setNameFilter(u"Applications (*.app *.APP)"_s);
-    panel->setDirectory(firstExistingFolder({LibraryFolders::homeFolder() + u"/Applications"_s,
-                                             LibraryFolders::underSystemRoot(u"/Applications"_s)}));
+    ApplicationPicker::configurePanel(panel, services_.system);
 }
 
 void AppDelegate::browseForApp() {
-    if (services_.system.chooser() == SettingsSystem::Chooser::ApplicationList) {
-        ApplicationChooser chooser(services_.system.installedApplications(), window);
-        if (PanelRunner::runDialog(chooser) != 0)
-            if (const auto entry = chooser.chosenEntry())
-                setApplicationUrl(entry->url);
-        return;
-    }
-    QFileDialog panel(window);
-    configureApplicationPanel(&panel);
-    if (PanelRunner::run(panel) != 0 && !panel.selectedUrls().isEmpty())
-        setApplicationUrl(panel.selectedUrls().constFirst());
+    if (const auto url = ApplicationPicker::pick(window, services_.system))
+        setApplicationUrl(*url);
 }
 
 void AppDelegate::setApplicationUrl(const QUrl& url) {

@@ -1,5 +1,6 @@
 #include "app/sv_kolvane_packager.h"
 
+#include "controls/application_picker.h"
 #include "controls/checkbox_table_cell_view.h"
 #include "controls/empty_state_label.h"
 #include "controls/progress_sheet.h"
@@ -7,6 +8,7 @@
 #include "packager/package_reader.h"
 #include "platform/bundle.h"
 #include "ui_preference_packager.h"
+#include "workflows/settings_system.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -88,6 +90,7 @@ void SVKolvanePackager::loadNib() {
     applicationsTable = ui_->applicationsTable;
     applicationsLabel = ui_->applicationsLabel;
     createPackageButton = ui_->createPackageButton;
+    addApplicationButton = ui_->addApplicationButton;
     deployPrefsButton = ui_->deployPrefsButton;
     setUpTable(systemSettingsTable, {kSelect, kName, u"description"_s});
     setUpTable(applicationsTable, {kSelect, kName});
@@ -95,6 +98,7 @@ void SVKolvanePackager::loadNib() {
     ui_->tablesSplitter->setStretchFactor(1, kApplicationsStretch);
     buildProgressSheet();
     connect(createPackageButton, &QPushButton::clicked, this, [this] { createPackage(); });
+    connect(addApplicationButton, &QPushButton::clicked, this, [this] { addApplication(); });
     connect(deployPrefsButton, &QPushButton::clicked, this, [this] { deployPreferences(); });
     window->installEventFilter(this);
     awakeFromNib();
@@ -150,6 +154,7 @@ void SVKolvanePackager::awakeFromNib() {
     applicationsTable->viewport()->setAcceptDrops(true);
     applicationsTable->viewport()->installEventFilter(this);
     createPackageButton->setVisible(!deploymentMode);
+    addApplicationButton->setVisible(!deploymentMode);
     deployPrefsButton->setVisible(deploymentMode);
     if (!deploymentMode) {
         systemSettings = SVPPItem::loadData().value_or(Items());
@@ -167,9 +172,10 @@ void SVKolvanePackager::awakeFromNib() {
         deploymentMode ? u"This package holds no system settings."_s
                        : u"No components are listed: the packager's catalogue could not be read. "
                          u"Reinstalling Sorvane puts it back."_s);
-    EmptyStateLabel::overView(
-        applicationsTable, deploymentMode ? u"This package holds no application settings."_s
-                                          : u"Drop applications here to package their settings."_s);
+    EmptyStateLabel::overView(applicationsTable,
+                              deploymentMode ? u"This package holds no application settings."_s
+                                             : u"Drop applications here, or add them with Add "
+                                               u"Application…, to package their settings."_s);
     reloadTable(systemSettingsTable);
     reloadTable(applicationsTable);
     awokeFromNib = true;
@@ -229,6 +235,16 @@ void SVKolvanePackager::fillRow(QTableWidget* table, int row, const SVPPItem& it
             cell->setToolTip(cell->text());
             table->setItem(row, column, cell);
         }
+    }
+}
+
+void SVKolvanePackager::addApplication() {
+    const auto url = ApplicationPicker::pick(window, SettingsSystem::current());
+    if (!url)
+        return;
+    if (auto item = SVPPItem::itemWithAppUrl(*url)) {
+        applications.append(std::move(item));
+        reloadTable(applicationsTable);
     }
 }
 

@@ -87,6 +87,8 @@ public:
 
     // Actions.
     void createPackage();
+    // Adds the application the user picks, as a drop would.
+    void addApplication();
     void deployPreferences();
     void saveAssembledPackaged(const QByteArray& bytes);
     void kolvaneFileTypeChanged(QObject* sender);
@@ -114,6 +116,8 @@ public:
     QTableWidget* applicationsTable = nullptr;
     QLabel* applicationsLabel = nullptr;
     QPushButton* createPackageButton = nullptr;
+    // Creation mode only: picks an application as the main window does.
+    QPushButton* addApplicationButton = nullptr;
     QPushButton* deployPrefsButton = nullptr;
     ProgressSheet* progressSheet = nullptr;
     QLabel* progressLabel = nullptr;

@@ -1,11 +1,13 @@
 #include "app/app_delegate.h"
 #include "app/sv_kolvane_packager.h"
 
+#include "controls/application_chooser.h"
 #include "controls/checkbox_table_cell_view.h"
 #include "controls/panel_runner.h"
 #include "controls/progress_sheet.h"
 #include "controls/show_alert.h"
 #include "fixed_domains.h"
+#include "linux/linux_desktop.h"
 #include "package_items.h"
 #include "packager/package_creator.h"
 #include "packager/package_reader.h"
@@ -25,8 +27,11 @@
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QListView>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTableWidget>
 #include <QTest>
 
@@ -185,6 +190,7 @@ TEST_P(PackagerModes, DropHintAndTitleFollowTheMode) {
         << packager->applicationsLabel->text().toStdString();
     EXPECT_EQ(packager->applicationsLabel->buddy(), packager->applicationsTable);
     EXPECT_EQ(packager->window->windowTitle(), c.title);
+    EXPECT_EQ(packager->addApplicationButton->isVisibleTo(packager->window), !c.deployment);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -255,6 +261,54 @@ TEST_F(PackagerWindow, DroppedApplicationsAreAppendedTickedEvenTwice) {
     EXPECT_FALSE(
         packager.tableViewAcceptDrop(packager.systemSettingsTable, urls({app}).get(), nullptr));
     EXPECT_EQ(packager.applications.size(), 2);
+}
+
+TEST_F(PackagerWindow, AddApplicationTakesTheBundleThePanelPicks) {
+    SVKolvanePackager packager;
+    const QUrl app = makeApp(u"Tool.app"_s, u"com.example.tool"_s);
+    QString startFolder;
+    panelAnswer = [&](QFileDialog& panel) {
+        startFolder = panel.directory().absolutePath();
+        panel.selectUrl(app);
+        return int(QDialog::Rejected);
+    };
+    packager.addApplicationButton->click();
+    EXPECT_TRUE(packager.applications.isEmpty()) << "a cancelled panel added a row";
+    panelAnswer = [&](QFileDialog& panel) {
+        panel.selectUrl(app);
+        return int(QDialog::Accepted);
+    };
+    packager.addApplicationButton->click();
+    ASSERT_EQ(packager.applications.size(), 1);
+    EXPECT_EQ(packager.applications.at(0)->appId(), u"com.example.tool"_s);
+    EXPECT_EQ(packager.applicationsTable->item(0, 1)->text(), u"Tool"_s);
+    EXPECT_EQ(panelsShown, 2);
+}
+
+// On the Linux desktop the button opens the list of installed applications.
+TEST_F(PackagerWindow, AddApplicationOnTheLinuxDesktopTakesTheChosenEntry) {
+    const QString entry = sandbox.makeFile(
+        qEnvironmentVariable("XDG_DATA_HOME") + u"/applications/org.example.Sketch.desktop"_s,
+        "[Desktop Entry]\nType=Application\nName=Sketch\nExec=sketch\n");
+    SettingsSystem::setCurrent(std::make_unique<LinuxDesktop>());
+    const auto restore = qScopeGuard([] { SettingsSystem::setCurrent(nullptr); });
+    const PanelRunner::DialogRunner previous = PanelRunner::setDialogRunner([](QDialog& dialog) {
+        auto* chooser = qobject_cast<ApplicationChooser*>(&dialog);
+        EXPECT_TRUE(chooser);
+        if (chooser) {
+            chooser->filterField()->setText(u"Sketch"_s);
+            chooser->listView()->setCurrentIndex(chooser->listView()->model()->index(0, 0));
+        }
+        dialog.accept();
+        return dialog.result();
+    });
+    SVKolvanePackager packager;
+    packager.addApplicationButton->click();
+    PanelRunner::setDialogRunner(previous);
+    ASSERT_EQ(packager.applications.size(), 1);
+    EXPECT_EQ(packager.applications.at(0)->appId(), u"org.example.Sketch"_s);
+    EXPECT_EQ(packager.applicationsTable->item(0, 1)->text(), u"Sketch"_s);
+    QFile::remove(entry);
 }
 
 TEST_F(PackagerWindow, ADropOnTheTableReachesThePackager) {
