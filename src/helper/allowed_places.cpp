@@ -1,5 +1,6 @@
 #include "helper/allowed_places.h"
 
+#include "linux/linux_settings_places.h"
 #include "platform/library_folders.h"
 
 #include <QDir>
@@ -43,18 +44,30 @@ QList<QByteArray> split(const QByteArray& path) {
     return parts;
 }
 
-// The settings folders below each kind of place.
-QList<QByteArray> settingsFolders(AllowedPlaces::Kind kind) {
-    switch (kind) {
-    case AllowedPlaces::Kind::CallerLibrary:
-    case AllowedPlaces::Kind::OtherUserLibrary:
-        return {"Library", ".config", ".local/share", ".local/state", ".cache", ".var/app", "snap"};
-    case AllowedPlaces::Kind::SystemLibrary:
-        return {"Library", "etc/xdg", "etc/dconf", "var/cache"};
-    case AllowedPlaces::Kind::RootLibrary:
-        break;
-    }
-    return {"Library"};
+// The allowed folder a path lies in, as components below the root's home.
+struct Base {
+    QList<QByteArray> folder; // below the home; empty for a legacy entry
+    bool legacy = false;
+};
+
+QList<Base> basesOf(AllowedPlaces::Kind kind) {
+    QList<Base> bases;
+    for (const QString& folder : AllowedPlaces::settingsFolders(kind))
+        bases.append({split(QFile::encodeName(folder)), false});
+    if (kind == AllowedPlaces::Kind::CallerLibrary || kind == AllowedPlaces::Kind::OtherUserLibrary)
+        bases.append({{}, true});
+    return bases;
+}
+
+// Whether components (below a home) lie in base: strictly beneath its folder,
+// the folder itself when allowed, or for a legacy base a named home entry.
+bool liesIn(const QList<QByteArray>& relative, const Base& base, bool folderItself) {
+    if (base.legacy)
+        return !relative.isEmpty() && LinuxSettingsPlaces::legacyHomeEntries().contains(
+                                          QString::fromUtf8(relative.first()));
+    if (folderItself && relative == base.folder)
+        return true;
+    return isBeneath(relative, base.folder);
 }
 
 } // namespace
@@ -66,9 +79,27 @@ QString AllowedPlaces::Target::path() const {
     return result;
 }
 
-AllowedPlaces::AllowedPlaces(uid_t callerUid, QString testHome)
+bool AllowedPlaces::Target::isLinuxPlace() const {
+    return libraryPath != QList<QByteArray>{"Library"};
+}
+
+AllowedPlaces::AllowedPlaces(uid_t callerUid, QString testHome, QString otherTestHome)
     : caller_(callerUid)
-    , testHome_(std::move(testHome)) {}
+    , testHome_(std::move(testHome))
+    , otherTestHome_(std::move(otherTestHome)) {}
+
+QStringList AllowedPlaces::settingsFolders(Kind kind) {
+    switch (kind) {
+    case Kind::CallerLibrary:
+    case Kind::OtherUserLibrary:
+        return QStringList{u"Library"_s} + LinuxSettingsPlaces::userFolders();
+    case Kind::SystemLibrary:
+        return QStringList{u"Library"_s} + LinuxSettingsPlaces::systemFolders();
+    case Kind::RootLibrary:
+        break;
+    }
+    return {u"Library"_s};
+}
 
 bool AllowedPlaces::isValidPath(const QByteArray& path, QString* error) {
     if (!path.startsWith('/'))
@@ -107,12 +138,15 @@ QList<AllowedPlaces::Root> AllowedPlaces::roots() const {
     QList<Root> result;
     result.append({Kind::SystemLibrary, QDir::cleanPath(LibraryFolders::systemRoot()), 0});
     result.append({Kind::RootLibrary, QDir::cleanPath(LibraryFolders::rootHomeFolder()), 0});
-    // The test home's user is whoever owns it, so that tests can stand a
-    // plain user's home beside a root caller.
-    struct stat testHomeInfo {};
-    if (usableHome(testHome_) &&
-        ::stat(QFile::encodeName(testHome_).constData(), &testHomeInfo) == 0)
-        result.append({Kind::CallerLibrary, testHome_, testHomeInfo.st_uid});
+    // A test home's user is whoever owns it, so that tests can stand a plain
+    // user's home beside a root caller.
+    struct stat info {};
+    if (usableHome(testHome_) && ::stat(QFile::encodeName(testHome_).constData(), &info) == 0)
+        result.append({Kind::CallerLibrary, testHome_, info.st_uid});
+    if (usableHome(otherTestHome_) &&
+        ::stat(QFile::encodeName(otherTestHome_).constData(), &info) == 0)
+        result.append({info.st_uid == caller_ ? Kind::CallerLibrary : Kind::OtherUserLibrary,
+                       otherTestHome_, info.st_uid});
     if (const passwd* own = ::getpwuid(caller_); own && own->pw_dir)
         result.append({Kind::CallerLibrary, QFile::decodeName(own->pw_dir), caller_});
     ::setpwent();
@@ -127,6 +161,16 @@ QList<AllowedPlaces::Root> AllowedPlaces::roots() const {
 
 std::optional<AllowedPlaces::Target> AllowedPlaces::resolve(const QByteArray& path,
                                                             QString* error) const {
+    return find(path, false, error);
+}
+
+std::optional<AllowedPlaces::Target> AllowedPlaces::resolveFolder(const QByteArray& path,
+                                                                  QString* error) const {
+    return find(path, true, error);
+}
+
+std::optional<AllowedPlaces::Target> AllowedPlaces::find(const QByteArray& path, bool folderItself,
+                                                         QString* error) const {
     if (!isValidPath(path, error))
         return std::nullopt;
     const QList<QByteArray> components = split(path);
@@ -139,20 +183,22 @@ std::optional<AllowedPlaces::Target> AllowedPlaces::resolve(const QByteArray& pa
         const bool systemRoot = root.kind == Kind::SystemLibrary && root.home == u"/"_s;
         if (!systemRoot && !usableHome(root.home))
             continue;
-        for (const QByteArray& folder : settingsFolders(root.kind)) {
-            QList<QByteArray> base = split(QFile::encodeName(root.home));
-            const qsizetype homeDepth = base.size();
-            base += split(folder);
-            if (!isBeneath(components, base) || base.size() <= bestDepth)
+        const QList<QByteArray> home = split(QFile::encodeName(root.home));
+        if (components.size() <= home.size() || components.mid(0, home.size()) != home)
+            continue;
+        const QList<QByteArray> relative = components.mid(home.size());
+        for (const Base& base : basesOf(root.kind)) {
+            const qsizetype depth = home.size() + base.folder.size();
+            if (depth <= bestDepth || !liesIn(relative, base, folderItself))
                 continue;
             Target target;
             target.kind = root.kind;
             target.home = systemRoot ? QString() : root.home;
-            target.libraryPath = base.mid(homeDepth);
-            target.components = components.mid(base.size());
+            target.libraryPath = base.folder;
+            target.components = relative.mid(base.folder.size());
             target.libraryUser = root.user;
             best = target;
-            bestDepth = base.size();
+            bestDepth = depth;
         }
     }
     if (!best)

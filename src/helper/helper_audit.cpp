@@ -33,12 +33,13 @@ QString HelperAudit::escape(const QByteArray& bytes) {
 }
 
 QString HelperAudit::format(const Entry& entry) {
-    return u"Helper audit: caller=%1 uid=%2 pid=%3 action=%4 verdict=%5 operation=%6 target=\"%7\""_s
-        .arg(entry.caller.isEmpty() ? u"-"_s : entry.caller)
-        .arg(entry.uid == static_cast<uid_t>(-1) ? u"-"_s : QString::number(entry.uid))
-        .arg(entry.pid < 0 ? u"-"_s : QString::number(entry.pid))
-        .arg(entry.action.isEmpty() ? u"-"_s : entry.action, entry.verdict, entry.operation,
-             escape(entry.target));
+    return u"Helper audit: request=%1 caller=%2 uid=%3 pid=%4 action=%5 verdict=%6 operation=%7 "
+           u"target=\"%8\""_s.arg(entry.request)
+               .arg(entry.caller.isEmpty() ? u"-"_s : escape(entry.caller.toUtf8()))
+               .arg(entry.uid == static_cast<uid_t>(-1) ? u"-"_s : QString::number(entry.uid))
+               .arg(entry.pid < 0 ? u"-"_s : QString::number(entry.pid))
+               .arg(entry.action.isEmpty() ? u"-"_s : entry.action, entry.verdict,
+                    escape(entry.operation.toUtf8()), escape(entry.target));
 }
 
 void HelperAudit::record(const Entry& entry) {

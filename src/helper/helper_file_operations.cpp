@@ -1,5 +1,7 @@
 #include "helper/helper_file_operations.h"
 
+#include "helper/place_descriptors.h"
+#include "helper/thread_credentials.h"
 #include "helper/unique_fd.h"
 #include "privileged/helper_protocol.h"
 
@@ -13,24 +15,19 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <grp.h>
-#include <linux/openat2.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using Target = AllowedPlaces::Target;
+using Identity = CallerIdentity;
 
 namespace {
 
-// Bounds on one recursive delete or copy: deeper or larger trees are not
-// what a Library holds, and the helper must not run unbounded as root.
-constexpr int kMaxDepth = 128;
-constexpr long kMaxEntries = 1000000;
-constexpr uint64_t kResolveFlags =
-    RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS | RESOLVE_NO_XDEV;
+constexpr int kMaxDepth = HelperFileOperations::kMaxDepth;
+constexpr long kMaxEntries = HelperFileOperations::kMaxEntries;
+constexpr qint64 kMaxCopyBytes = HelperFileOperations::kMaxCopyBytes;
 
 bool fail(QString* error, const QString& message) {
     if (error)
@@ -46,70 +43,18 @@ QString text(const QByteArray& name) {
     return QString::fromUtf8(name);
 }
 
-UniqueFd openBeneath(int rootFd, const QByteArray& relative, uint64_t flags, mode_t mode = 0) {
-    open_how how{};
-    how.flags = flags | O_CLOEXEC;
-    how.mode = mode;
-    how.resolve = kResolveFlags;
-    return UniqueFd(
-        static_cast<int>(::syscall(SYS_openat2, rootFd, relative.constData(), &how, sizeof(how))));
-}
-
 bool statNoFollow(int dirFd, const char* name, struct statx* info) {
-    return ::statx(dirFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-                   STATX_TYPE | STATX_MODE | STATX_NLINK | STATX_UID | STATX_GID, info) == 0;
+    return PlaceDescriptors::statNoFollow(dirFd, name, info);
 }
 
 bool isMountPoint(const struct statx& info, const struct statx& parent) {
-    const bool root = (info.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) &&
-                      (info.stx_attributes & STATX_ATTR_MOUNT_ROOT);
-    return root || info.stx_dev_major != parent.stx_dev_major ||
-           info.stx_dev_minor != parent.stx_dev_minor;
+    return PlaceDescriptors::isMountPoint(info, parent);
 }
 
-// A settings folder below a home, no component of it followed if it is a
-// link: a user's ~/.local planted as a link to /usr must not lead root there.
-UniqueFd openSettingsFolder(int homeFd, const QList<QByteArray>& libraryPath) {
-    UniqueFd folder(::fcntl(homeFd, F_DUPFD_CLOEXEC, 0));
-    for (const QByteArray& step : libraryPath) {
-        if (!folder.isValid())
-            break;
-        folder = UniqueFd(::openat(folder.get(), step.constData(),
-                                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    }
-    return folder;
-}
-
-// A target's settings folder (never followed if it is a link), the folder
-// holding the target and the target's name in it.
-struct Located {
-    UniqueFd library;
-    UniqueFd parent;
-    QByteArray name;
-    struct statx parentInfo {};
-};
+using Located = PlaceDescriptors::Located;
 
 bool locate(const Target& target, Located* located, QString* error) {
-    const QByteArray home =
-        target.home.isEmpty() ? QByteArray("/") : QFile::encodeName(target.home);
-    const UniqueFd homeFd(::open(home.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!homeFd.isValid())
-        return fail(error, u"Cannot open %1: %2"_s.arg(target.home, systemError()));
-    located->library = openSettingsFolder(homeFd.get(), target.libraryPath);
-    if (!located->library.isValid())
-        return fail(error,
-                    u"Cannot open the Library folder of %1: %2"_s.arg(target.home, systemError()));
-    QByteArray parent = target.components.mid(0, target.components.size() - 1).join('/');
-    if (parent.isEmpty())
-        parent = ".";
-    located->parent = openBeneath(located->library.get(), parent, O_RDONLY | O_DIRECTORY);
-    if (!located->parent.isValid())
-        return fail(error,
-                    u"Cannot reach the folder of %1: %2"_s.arg(target.path(), systemError()));
-    located->name = target.components.last();
-    if (::statx(located->parent.get(), "", AT_EMPTY_PATH, STATX_TYPE, &located->parentInfo) != 0)
-        return fail(error, u"Cannot read %1: %2"_s.arg(target.path(), systemError()));
-    return true;
+    return PlaceDescriptors::locate(target, located, error);
 }
 
 struct Budget {
@@ -157,7 +102,7 @@ bool removeEntry(int dirFd, const struct statx& dirInfo, const char* name, int d
 
 bool removeChildren(int dirFd, const struct statx& dirInfo, int depth, Budget* budget,
                     QString* error) {
-    DIR* listing = ::fdopendir(::dup(dirFd));
+    DIR* listing = ::fdopendir(::fcntl(dirFd, F_DUPFD_CLOEXEC, 0));
     if (!listing)
         return fail(error, u"Cannot list a folder: %1"_s.arg(systemError()));
     // One item that must stay (a mount point) does not keep the rest; the
@@ -179,41 +124,32 @@ bool removeChildren(int dirFd, const struct statx& dirInfo, int depth, Budget* b
     return ok;
 }
 
-// Whether the caller's own rights grant `wanted` (rwx bits, as for "other").
-bool callerHas(const struct stat& info, const HelperFileOperations::Caller& caller, mode_t wanted) {
-    if (caller.uid == 0)
-        return true;
-    if (info.st_uid == caller.uid)
-        return ((info.st_mode >> 6) & wanted) == wanted;
-    bool inGroup = info.st_gid == caller.gid;
-    if (!inGroup) {
-        if (const passwd* user = ::getpwuid(caller.uid)) {
-            gid_t groups[256];
-            int count = 256;
-            if (::getgrouplist(user->pw_name, caller.gid, groups, &count) >= 0) {
-                for (int i = 0; i < count; ++i)
-                    inGroup = inGroup || groups[i] == info.st_gid;
-            }
-        }
-    }
-    return (((inGroup ? info.st_mode >> 3 : info.st_mode)) & wanted) == wanted;
-}
+// One copy: whose rights read the source and whose write the destination,
+// and what it has used of its bounds so far.
+struct Copy {
+    const Identity& reader;
+    const Identity& writer;
+    long entries = 0;
+    qint64 bytes = 0;
+};
 
-bool callerMayRead(const struct stat& info, const HelperFileOperations::Caller& caller) {
-    return callerHas(info, caller, S_ISDIR(info.st_mode) ? 05 : 04);
-}
+bool copyChildren(int from, int to, Copy* copy, int depth, QString* error);
 
-bool copyChildren(int from, int to, const HelperFileOperations::Caller& caller, int depth,
-                  Budget* budget, QString* error);
-
-bool copyFileContents(int from, int to, QString* error) {
+bool copyFileContents(int from, int to, Copy* copy, QString* error) {
     char buffer[65536];
     for (;;) {
         const ssize_t got = ::read(from, buffer, sizeof buffer);
         if (got == 0)
             return true;
-        if (got < 0)
-            return errno == EINTR || fail(error, u"Cannot read: %1"_s.arg(systemError()));
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            return fail(error, u"Cannot read: %1"_s.arg(systemError()));
+        }
+        // A file that grows while it is copied is held to the bound too.
+        copy->bytes += got;
+        if (copy->bytes > kMaxCopyBytes)
+            return fail(error, u"The copy would be larger than %1 bytes."_s.arg(kMaxCopyBytes));
         for (ssize_t done = 0; done < got;) {
             const ssize_t put = ::write(to, buffer + done, static_cast<size_t>(got - done));
             if (put < 0 && errno != EINTR)
@@ -223,71 +159,110 @@ bool copyFileContents(int from, int to, QString* error) {
     }
 }
 
-// Copies the item `name` of folder `fromDir` as the new item `newName` of
-// `toDir`, which must not exist yet.
-bool copyEntry(int fromDir, const char* name, int toDir, const char* newName,
-               const HelperFileOperations::Caller& caller, int depth, Budget* budget,
-               QString* error) {
-    if (++budget->entries > kMaxEntries)
-        return fail(error, u"The folder holds too many items."_s);
-    struct stat info {};
-    if (::fstatat(fromDir, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-        return fail(error, u"Cannot read %1: %2"_s.arg(text(name), systemError()));
-    if (S_ISLNK(info.st_mode)) {
+// What the source side of one item is, read with the caller's rights: its
+// statx, the opened item (a file or folder) or a link's target.
+struct SourceItem {
+    struct statx info {};
+    UniqueFd fd;
+    QByteArray linkTarget;
+};
+
+bool readSource(int fromDir, const char* name, const Identity& reader, SourceItem* item,
+                QString* error) {
+    const ThreadCredentials as(reader);
+    if (!as.isActive())
+        return fail(error, u"Cannot act with your rights."_s);
+    if (!statNoFollow(fromDir, name, &item->info))
+        return fail(error, errno == EACCES
+                               ? u"You may not read %1."_s.arg(text(name))
+                               : u"Cannot read %1: %2"_s.arg(text(name), systemError()));
+    if (S_ISLNK(item->info.stx_mode)) {
         // A link is copied as a link: its target is never opened.
         char target[PATH_MAX];
         const ssize_t length = ::readlinkat(fromDir, name, target, sizeof target - 1);
         if (length < 0)
             return fail(error, u"Cannot read the link %1: %2"_s.arg(text(name), systemError()));
-        target[length] = '\0';
-        if (::symlinkat(target, toDir, newName) != 0)
+        item->linkTarget = QByteArray(target, length);
+        return true;
+    }
+    if (!S_ISREG(item->info.stx_mode) && !S_ISDIR(item->info.stx_mode))
+        return fail(error, u"%1 is not a file or a folder."_s.arg(text(name)));
+    const bool folder = S_ISDIR(item->info.stx_mode);
+    item->fd = UniqueFd(::openat(fromDir, name,
+                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC |
+                                     (folder ? O_DIRECTORY : 0)));
+    if (!item->fd.isValid())
+        return fail(error, errno == EACCES
+                               ? u"You may not read %1."_s.arg(text(name))
+                               : u"Cannot open %1: %2"_s.arg(text(name), systemError()));
+    struct statx parent {};
+    if (::statx(item->fd.get(), "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_SIZE,
+                &item->info) != 0 ||
+        ::statx(fromDir, "", AT_EMPTY_PATH, STATX_TYPE, &parent) != 0)
+        return fail(error, u"Cannot read %1: %2"_s.arg(text(name), systemError()));
+    if (S_ISDIR(item->info.stx_mode) != folder || (!folder && !S_ISREG(item->info.stx_mode)))
+        return fail(error, u"%1 is not a file or a folder."_s.arg(text(name)));
+    if (isMountPoint(item->info, parent))
+        return fail(error, u"%1 is another file system: it is left alone."_s.arg(text(name)));
+    return true;
+}
+
+// Copies the item `name` of folder `fromDir` as the new item `newName` of
+// `toDir`, which must not exist yet.
+bool copyEntry(int fromDir, const char* name, int toDir, const char* newName, Copy* copy, int depth,
+               QString* error) {
+    if (++copy->entries > kMaxEntries)
+        return fail(error, u"The folder holds too many items."_s);
+    SourceItem source;
+    if (!readSource(fromDir, name, copy->reader, &source, error))
+        return false;
+    const bool folder = S_ISDIR(source.info.stx_mode);
+    if (folder && depth >= kMaxDepth)
+        return fail(error, u"The folder is nested too deeply."_s);
+    if (!folder && source.linkTarget.isNull() &&
+        copy->bytes + static_cast<qint64>(source.info.stx_size) > kMaxCopyBytes)
+        return fail(error, u"The copy would be larger than %1 bytes."_s.arg(kMaxCopyBytes));
+    const ThreadCredentials as(copy->writer);
+    if (!as.isActive())
+        return fail(error, u"Cannot act as the owner of the destination."_s);
+    if (!source.linkTarget.isNull()) {
+        if (::symlinkat(source.linkTarget.constData(), toDir, newName) != 0)
             return fail(error,
                         u"Cannot create the link %1: %2"_s.arg(text(newName), systemError()));
         return true;
     }
-    if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))
-        return fail(error, u"%1 is not a file or a folder."_s.arg(text(name)));
-    const UniqueFd source(::openat(fromDir, name,
-                                   O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC |
-                                       (S_ISDIR(info.st_mode) ? O_DIRECTORY : 0)));
-    if (!source.isValid() || ::fstat(source.get(), &info) != 0)
-        return fail(error, u"Cannot open %1: %2"_s.arg(text(name), systemError()));
-    if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))
-        return fail(error, u"%1 is not a file or a folder."_s.arg(text(name)));
-    if (!callerMayRead(info, caller))
-        return fail(error, u"You may not read %1."_s.arg(text(name)));
-    const mode_t mode = info.st_mode & 0777;
-    if (S_ISDIR(info.st_mode)) {
-        if (depth >= kMaxDepth)
-            return fail(error, u"The folder is nested too deeply."_s);
+    // The umask of the helper would narrow the mode; it is set in full below.
+    const mode_t mode = source.info.stx_mode & 0777;
+    if (folder) {
         if (::mkdirat(toDir, newName, 0700) != 0)
             return fail(error,
                         u"Cannot create the folder %1: %2"_s.arg(text(newName), systemError()));
-        const UniqueFd folder(
+        const UniqueFd created(
             ::openat(toDir, newName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!folder.isValid())
+        if (!created.isValid())
             return fail(error, u"Cannot open %1: %2"_s.arg(text(newName), systemError()));
-        return copyChildren(source.get(), folder.get(), caller, depth + 1, budget, error) &&
-               (::fchmod(folder.get(), mode) == 0 ||
+        return copyChildren(source.fd.get(), created.get(), copy, depth + 1, error) &&
+               (::fchmod(created.get(), mode) == 0 ||
                 fail(error, u"Cannot set the permissions: %1"_s.arg(systemError())));
     }
-    const UniqueFd copy(
-        ::openat(toDir, newName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (!copy.isValid())
+    const UniqueFd created(
+        ::openat(toDir, newName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!created.isValid())
         return fail(error, u"Cannot create %1: %2"_s.arg(text(newName), systemError()));
-    return copyFileContents(source.get(), copy.get(), error);
+    return copyFileContents(source.fd.get(), created.get(), copy, error) &&
+           (::fchmod(created.get(), mode) == 0 ||
+            fail(error, u"Cannot set the permissions: %1"_s.arg(systemError())));
 }
 
-bool copyChildren(int from, int to, const HelperFileOperations::Caller& caller, int depth,
-                  Budget* budget, QString* error) {
-    DIR* listing = ::fdopendir(::dup(from));
+bool copyChildren(int from, int to, Copy* copy, int depth, QString* error) {
+    DIR* listing = ::fdopendir(::fcntl(from, F_DUPFD_CLOEXEC, 0));
     if (!listing)
         return fail(error, u"Cannot list a folder: %1"_s.arg(systemError()));
     bool ok = true;
     while (const dirent* entry = ::readdir(listing)) {
         if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
             continue;
-        if (!copyEntry(from, entry->d_name, to, entry->d_name, caller, depth, budget, error)) {
+        if (!copyEntry(from, entry->d_name, to, entry->d_name, copy, depth, error)) {
             ok = false;
             break;
         }
@@ -296,27 +271,18 @@ bool copyChildren(int from, int to, const HelperFileOperations::Caller& caller, 
     return ok;
 }
 
-// Whether the caller may reach a source's folder by its own rights: search
-// permission on its home, its Library and every folder down to the source.
-bool callerMayReach(const Target& target, const HelperFileOperations::Caller& caller) {
-    if (caller.uid == 0)
-        return true;
-    const QByteArray home =
-        target.home.isEmpty() ? QByteArray("/") : QFile::encodeName(target.home);
-    UniqueFd folder(::open(home.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    QList<QByteArray> steps = target.libraryPath;
-    steps += target.components.mid(0, target.components.size() - 1);
-    const auto searchable = [&caller](int fd) {
-        struct stat info {};
-        return fd >= 0 && ::fstat(fd, &info) == 0 && callerHas(info, caller, 01);
-    };
-    for (const QByteArray& step : steps) {
-        if (!searchable(folder.get()))
-            return false;
-        folder = UniqueFd(::openat(folder.get(), step.constData(),
-                                   O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+// Who writes a copy: the owner of a user's Library, so that the copy is
+// theirs; root in the system's and root's Library.
+Identity writerFor(const Target& destination) {
+    switch (destination.kind) {
+    case AllowedPlaces::Kind::CallerLibrary:
+    case AllowedPlaces::Kind::OtherUserLibrary:
+        return Identity::ofUser(destination.libraryUser);
+    case AllowedPlaces::Kind::SystemLibrary:
+    case AllowedPlaces::Kind::RootLibrary:
+        break;
     }
-    return searchable(folder.get());
+    return Identity::root();
 }
 
 void removeQuietly(int dirFd, const QByteArray& name) {
@@ -382,31 +348,55 @@ bool HelperFileOperations::deleteItem(const Target& target, QString* error) {
 
 bool HelperFileOperations::copyItem(const Target& source, const Target& destination,
                                     const Caller& caller, QString* error) {
+    const Identity writer = writerFor(destination);
     Located from;
     Located to;
-    if (!locate(source, &from, error) || !locate(destination, &to, error))
-        return false;
     struct stat existing {};
-    if (::fstatat(to.parent.get(), to.name.constData(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
-        return fail(error, u"The file %1 already exists."_s.arg(destination.path()));
-    if (::fstatat(from.parent.get(), from.name.constData(), &existing, AT_SYMLINK_NOFOLLOW) != 0)
-        return fail(error, u"The file %1 does not exist."_s.arg(source.path()));
+    {
+        // The source is reached as the caller: every folder on the way is
+        // searched with the caller's own rights.
+        const ThreadCredentials as(caller);
+        if (!as.isActive())
+            return fail(error, u"Cannot act with your rights."_s);
+        if (!locate(source, &from, error))
+            return false;
+    }
+    {
+        const ThreadCredentials as(writer);
+        if (!as.isActive())
+            return fail(error, u"Cannot act as the owner of %1."_s.arg(destination.path()));
+        if (!locate(destination, &to, error))
+            return false;
+        if (::fstatat(to.parent.get(), to.name.constData(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
+            return fail(error, u"The file %1 already exists."_s.arg(destination.path()));
+    }
+    {
+        const ThreadCredentials as(caller);
+        if (::fstatat(from.parent.get(), from.name.constData(), &existing, AT_SYMLINK_NOFOLLOW) !=
+            0)
+            return fail(error, errno == EACCES
+                                   ? u"You may not read %1."_s.arg(source.path())
+                                   : u"The file %1 does not exist."_s.arg(source.path()));
+    }
     if (S_ISLNK(existing.st_mode))
         return fail(error, u"%1 is a link."_s.arg(source.path()));
-    if (!callerMayReach(source, caller))
-        return fail(error, u"You may not read %1."_s.arg(source.path()));
     // Built under a name of its own beside the destination, then renamed into
     // place without replacing anything that appeared meanwhile.
     const QByteArray temporary = "." + to.name + ".sorvane-" +
                                  QByteArray::number(QRandomGenerator::system()->generate64(), 36);
-    Budget budget;
+    Copy copy{caller, writer};
     if (!copyEntry(from.parent.get(), from.name.constData(), to.parent.get(), temporary.constData(),
-                   caller, 0, &budget, error)) {
+                   &copy, 0, error)) {
         removeQuietly(to.parent.get(), temporary);
         return false;
     }
-    if (::renameat2(to.parent.get(), temporary.constData(), to.parent.get(), to.name.constData(),
-                    RENAME_NOREPLACE) != 0) {
+    int renamed = 0;
+    {
+        const ThreadCredentials as(writer);
+        renamed = ::renameat2(to.parent.get(), temporary.constData(), to.parent.get(),
+                              to.name.constData(), RENAME_NOREPLACE);
+    }
+    if (renamed != 0) {
         const QString reason = systemError();
         removeQuietly(to.parent.get(), temporary);
         return fail(error, u"Cannot copy to %1: %2"_s.arg(destination.path(), reason));
@@ -468,14 +458,22 @@ bool HelperFileOperations::setAttributes(const QVariantMap& attributes, const Ta
     if (!locate(target, &located, error))
         return false;
     // Non-blocking, so that a FIFO put in the file's place cannot hold the
-    // helper; it is refused below.
-    const UniqueFd file(::openat(located.parent.get(), located.name.constData(),
-                                 O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    // helper; it is refused below. A mount point is not entered: deletion
+    // leaves one alone, and so does every other change.
+    const UniqueFd file = PlaceDescriptors::openBeneath(located.parent.get(), located.name,
+                                                        O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!file.isValid())
-        return fail(error, u"Cannot open %1: %2"_s.arg(target.path(), systemError()));
+        return fail(error,
+                    errno == EXDEV
+                        ? u"%1 is another file system: it is left alone."_s.arg(target.path())
+                        : u"Cannot open %1: %2"_s.arg(target.path(), systemError()));
     struct stat info {};
-    if (::fstat(file.get(), &info) != 0)
+    struct statx opened {};
+    if (::fstat(file.get(), &info) != 0 ||
+        ::statx(file.get(), "", AT_EMPTY_PATH, STATX_TYPE, &opened) != 0)
         return fail(error, u"Cannot read %1: %2"_s.arg(target.path(), systemError()));
+    if (isMountPoint(opened, located.parentInfo))
+        return fail(error, u"%1 is another file system: it is left alone."_s.arg(target.path()));
     if (!(S_ISREG(info.st_mode) && info.st_nlink == 1) && !S_ISDIR(info.st_mode))
         return fail(error,
                     u"%1 is not a file with a single link or a folder."_s.arg(target.path()));

@@ -1,5 +1,7 @@
 #include "helper/helper_installer.h"
 
+#include "helper/install_tree.h"
+#include "helper/unique_fd.h"
 #include "privileged/helper_protocol.h"
 
 #include <QDBusConnection>
@@ -9,12 +11,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QThread>
 
 #include <cstdio>
 
 #include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 namespace P = HelperProtocol;
@@ -62,7 +65,8 @@ QString polkitAction(const QString& id, const QString& description, const QStrin
 }
 
 // One's own Library needs only one's own password; another user's needs an
-// administrator's every time.
+// administrator's every time. Messages name the target: polkit fills $(path)
+// and $(source) from the details the helper passes with every check.
 QString fileActions(const QString& id, const QString& description, const QString& message) {
     return polkitAction(id, description, message) +
            polkitAction(id + P::kOwnLibrarySuffix, description + u" in your Library"_s, message,
@@ -76,18 +80,18 @@ QByteArray polkitActions() {
     actions += polkitAction(P::kActionReadDomains, u"List root's defaults domains"_s,
                             u"Sorvane wants to list the system's settings."_s);
     actions += fileActions(P::kActionDelete, u"Delete settings and files as root"_s,
-                           u"Sorvane wants to delete settings that belong to the system."_s);
+                           u"Sorvane wants to delete $(path)."_s);
     actions += fileActions(P::kActionCopy, u"Copy files as root"_s,
-                           u"Sorvane wants to copy files that belong to the system."_s);
+                           u"Sorvane wants to copy $(source) to $(path)."_s);
     actions += fileActions(P::kActionSetAttributes, u"Change file attributes as root"_s,
-                           u"Sorvane wants to change the owner or permissions of a file."_s);
+                           u"Sorvane wants to change the owner or permissions of $(path)."_s);
     actions += polkitAction(P::kActionCheckPlists, u"Check the system's property lists"_s,
-                            u"Sorvane wants to check the system's preference files."_s);
+                            u"Sorvane wants to check the settings files in $(path)."_s);
     actions += polkitAction(P::kActionReboot, u"Restart the computer"_s,
                             u"Sorvane wants to restart the computer."_s);
-    actions +=
-        polkitAction(P::kActionRunScript, u"Run an update script as root"_s,
-                     u"Sorvane wants to run an update script with root rights."_s, u"auth_admin"_s);
+    actions += polkitAction(P::kActionRunScript, u"Run an update script as root"_s,
+                            u"Sorvane wants to run the update script $(path) with root rights."_s,
+                            u"auth_admin"_s);
     return uR"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
@@ -95,36 +99,6 @@ QByteArray polkitActions() {
   <vendor>Brisvale</vendor>
 %1</policyconfig>
 )"_s.arg(actions)
-        .toUtf8();
-}
-
-// The helper only ever writes inside Library folders (users' homes, root's
-// and the system's); everything else is read-only to it, and it needs neither
-// devices, network nor namespaces. A missing folder ("-") is not an error.
-QByteArray systemdUnit(const QString& program) {
-    return uR"([Unit]
-Description=Sorvane privileged helper
-
-[Service]
-Type=dbus
-BusName=%1
-ExecStart=%2
-User=root
-NoNewPrivileges=yes
-ProtectSystem=strict
-ReadWritePaths=-/home -/root/Library -/Library
-PrivateTmp=yes
-PrivateDevices=yes
-RestrictAddressFamilies=AF_UNIX
-RestrictSUIDSGID=yes
-RestrictNamespaces=yes
-RestrictRealtime=yes
-LockPersonality=yes
-ProtectKernelTunables=yes
-ProtectKernelModules=yes
-ProtectControlGroups=yes
-SystemCallArchitectures=native
-)"_s.arg(P::kLabel, program)
         .toUtf8();
 }
 
@@ -159,6 +133,56 @@ QString HelperInstaller::polkitActionsFile() const {
     return prefix_ + u"/share/polkit-1/actions/"_s + P::kLabel + u".policy"_s;
 }
 
+// The helper only ever writes inside the settings places (users' homes,
+// root's Library, the system's Library and Linux folders); everything else is
+// read-only to it, and it needs neither devices, network, namespaces nor more
+// capabilities than deleting, copying as another user and changing owners
+// take (and stopping its own check workers). A missing folder ("-") is not an
+// error. Its checks run as worker processes in the same unit, so the memory
+// and task limits hold them too.
+QByteArray HelperInstaller::systemdUnit(const QString& program) {
+    return uR"([Unit]
+Description=Sorvane privileged helper
+
+[Service]
+Type=dbus
+BusName=%1
+ExecStart=%2
+User=root
+NoNewPrivileges=yes
+CapabilityBoundingSet=CAP_CHOWN CAP_DAC_OVERRIDE CAP_FOWNER CAP_KILL CAP_SETUID CAP_SETGID
+ProtectSystem=strict
+ReadWritePaths=-/home -/root/Library -/Library -/etc/xdg -/etc/dconf -/var/cache
+PrivateTmp=yes
+PrivateDevices=yes
+PrivateNetwork=yes
+IPAddressDeny=any
+PrivateMounts=yes
+ProtectProc=invisible
+ProcSubset=pid
+ProtectClock=yes
+ProtectHostname=yes
+ProtectKernelLogs=yes
+ProtectKernelTunables=yes
+ProtectKernelModules=yes
+ProtectControlGroups=yes
+RestrictAddressFamilies=AF_UNIX
+RestrictSUIDSGID=yes
+RestrictNamespaces=yes
+RestrictRealtime=yes
+LockPersonality=yes
+MemoryDenyWriteExecute=yes
+SystemCallArchitectures=native
+SystemCallFilter=@system-service
+SystemCallFilter=~@aio @keyring @memlock @resources capset userfaultfd
+SystemCallErrorNumber=EPERM
+UMask=0077
+MemoryMax=768M
+TasksMax=64
+)"_s.arg(P::kLabel, program)
+        .toUtf8();
+}
+
 HelperInstaller::Status HelperInstaller::install(const QString& helperProgram) const {
     QByteArray activation =
         u"[D-BUS Service]\nName=%1\nExec=%2\nUser=root\n"_s.arg(P::kLabel, installedProgram())
@@ -166,49 +190,58 @@ HelperInstaller::Status HelperInstaller::install(const QString& helperProgram) c
     // Under systemd the bus starts the hardened unit; elsewhere it runs Exec.
     if (systemdIsRunning())
         activation += "SystemdService=sorvane-helper.service\n";
-    if (!copyProgram(helperProgram) ||
-        !writeFile(systemdUnitFile(), systemdUnit(installedProgram())) ||
-        !writeFile(activationFile(), activation) || !writeFile(busPolicyFile(), busPolicy()) ||
-        !writeFile(polkitActionsFile(), polkitActions()))
+    QFile program(helperProgram);
+    if (!program.open(QIODevice::ReadOnly)) {
+        complain(u"Cannot read %1: %2"_s.arg(helperProgram, program.errorString()));
         return Failed;
+    }
+    const QByteArray image = program.readAll();
+    const InstallTree tree(prefix_);
+    QString error;
+    const auto relative = [this](const QString& path) { return path.mid(prefix_.size() + 1); };
+    // The program first and the files that name it after, so that the bus
+    // never activates a program that is not there yet.
+    const bool written =
+        tree.writeFile(relative(installedProgram()), image, 0755, &error) &&
+        tree.writeFile(relative(systemdUnitFile()), systemdUnit(installedProgram()), 0644,
+                       &error) &&
+        tree.writeFile(relative(activationFile()), activation, 0644, &error) &&
+        tree.writeFile(relative(busPolicyFile()), busPolicy(), 0644, &error) &&
+        tree.writeFile(relative(polkitActionsFile()), polkitActions(), 0644, &error);
+    if (!written) {
+        complain(error);
+        return Failed;
+    }
     reloadBusAndStopOldHelper();
     return Installed;
 }
 
-bool HelperInstaller::writeFile(const QString& path, const QByteArray& content) const {
-    QDir().mkpath(QFileInfo(path).path());
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() ||
-        !file.commit()) {
-        complain(u"Cannot write %1: %2"_s.arg(path, file.errorString()));
+bool HelperInstaller::isInstalledHelper(qint64 pid) const {
+    const QByteArray proc = "/proc/" + QByteArray::number(pid);
+    char exe[PATH_MAX];
+    const ssize_t length = ::readlink((proc + "/exe").constData(), exe, sizeof exe - 1);
+    if (length <= 0)
         return false;
-    }
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
-                                    QFile::ReadOther);
-    return true;
-}
-
-bool HelperInstaller::copyProgram(const QString& helperProgram) const {
-    const QString target = installedProgram();
-    QDir().mkpath(QFileInfo(target).path());
-    // Copied beside the target and renamed over it, so that a helper still
-    // running from the old file is never overwritten in place.
-    const QString staged = target + u".new"_s;
-    QFile::remove(staged);
-    if (!QFile::copy(helperProgram, staged)) {
-        complain(u"Cannot copy %1 to %2"_s.arg(helperProgram, staged));
+    const QString running = QFile::decodeName(QByteArray(exe, length));
+    // A helper still running the program this installation replaced.
+    if (running != installedProgram() && running != installedProgram() + u" (deleted)"_s)
         return false;
-    }
-    QFile::setPermissions(staged, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
-                                      QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
-                                      QFile::ExeOther);
-    if (::rename(QFile::encodeName(staged).constData(), QFile::encodeName(target).constData()) !=
-        0) {
-        complain(u"Cannot install %1"_s.arg(target));
-        QFile::remove(staged);
+    QFile status(QFile::decodeName(proc + "/status"));
+    if (!status.open(QIODevice::ReadOnly))
         return false;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (!line.startsWith("Uid:"))
+            continue;
+        const QList<QByteArray> ids = line.mid(4).simplified().split(' ');
+        const uid_t installer = ::geteuid();
+        bool ok = !ids.isEmpty();
+        for (const QByteArray& id : ids) {
+            const uint uid = id.toUInt();
+            ok = ok && (uid == 0 || uid == installer);
+        }
+        return ok;
     }
-    return true;
+    return false;
 }
 
 void HelperInstaller::reloadBusAndStopOldHelper() const {
@@ -228,10 +261,20 @@ void HelperInstaller::reloadBusAndStopOldHelper() const {
     QDBusConnectionInterface* daemon = bus.interface();
     const auto pid = daemon->servicePid(P::kLabel);
     if (pid.isValid() && pid.value() > 0) {
-        ::kill(static_cast<pid_t>(pid.value()), SIGTERM);
-        const QDeadlineTimer deadline(kStopWaitMs);
-        while (daemon->isServiceRegistered(P::kLabel).value() && !deadline.hasExpired())
-            QThread::msleep(20);
+        // Held by a descriptor while it is looked at, so that the process
+        // signalled is the one verified even if its id is taken again.
+        const UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid.value(), 0)));
+        const bool verified = process.isValid() && isInstalledHelper(pid.value());
+        if (!verified ||
+            ::syscall(SYS_pidfd_send_signal, process.get(), SIGTERM, nullptr, 0) != 0) {
+            complain(u"The owner of %1 on the bus (process %2) is not an installed helper: it is "
+                     u"left alone."_s.arg(P::kLabel)
+                         .arg(pid.value()));
+        } else {
+            const QDeadlineTimer deadline(kStopWaitMs);
+            while (daemon->isServiceRegistered(P::kLabel).value() && !deadline.hasExpired())
+                QThread::msleep(20);
+        }
     }
     QDBusConnection::disconnectFromBus(name);
 }

@@ -1,12 +1,14 @@
 #include "helper/helper_main.h"
 
 #include "helper/helper_installer.h"
+#include "helper/settings_check_worker.h"
 #include "privileged/helper_protocol.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusError>
+#include <QFile>
 
 #include <cstdio>
 
@@ -45,11 +47,12 @@ int serve(const QString& busAddress, HelperService::Version version) {
         return 1;
     }
     HelperService service(bus, version);
-    // Read once at start-up: a caller has no say in either. The sandbox home
-    // belongs to tests and the demo, on buses of their own: the helper of the
-    // system bus never takes it.
+    // Read once at start-up: a caller has no say in either. The sandbox homes
+    // belong to tests and the demo, on buses of their own: the helper of the
+    // system bus never takes them.
     if (!servesSystemBus(busAddress))
-        service.setTestHome(qEnvironmentVariable("SORVANE_HELPER_TEST_HOME"));
+        service.setTestHomes(qEnvironmentVariable("SORVANE_HELPER_TEST_HOME"),
+                             qEnvironmentVariable("SORVANE_HELPER_TEST_OTHER_HOME"));
     HelperAudit::setAuditFile(qEnvironmentVariable("SORVANE_HELPER_AUDIT_LOG"));
     if (!bus.registerVirtualObject(HelperProtocol::kObjectPath, &service) ||
         !bus.registerService(HelperProtocol::kLabel)) {
@@ -63,6 +66,14 @@ int serve(const QString& busAddress, HelperService::Version version) {
 } // namespace
 
 int runHelper(int argc, char** argv, HelperService::Version version) {
+    // A check worker is a plain child of the helper: no application object,
+    // no bus, no options beyond its own.
+    if (argc > 1 && QFile::decodeName(argv[1]) == SettingsCheckWorker::kOption) {
+        QStringList arguments;
+        for (int i = 2; i < argc; ++i)
+            arguments.append(QFile::decodeName(argv[i]));
+        return SettingsCheckWorker::main(arguments);
+    }
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(u"sorvane-helper"_s);
     QCoreApplication::setApplicationVersion(

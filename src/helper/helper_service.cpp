@@ -1,8 +1,6 @@
 #include "helper/helper_service.h"
 
-#include "helper/helper_file_operations.h"
-#include "helper/plist_check_job.h"
-#include "helper/system_dconf_domain.h"
+#include "helper/settings_check_run.h"
 #include "helper/trusted_script.h"
 #include "platform/defaults_store.h"
 #include "platform/library_folders.h"
@@ -12,9 +10,6 @@
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMetaType>
-#include <QDBusReply>
-#include <QFileInfo>
-#include <QPointer>
 #include <QProcess>
 #include <QThread>
 #include <QUrl>
@@ -28,69 +23,9 @@ namespace P = HelperProtocol;
 
 namespace {
 
-// How long a property-list check may run before it answers with what it has:
-// under the application's 10 s so that the answer arrives in time.
-constexpr int kCheckBudgetMs = 8000;
 // How long the reboot program may take to take the machine down before its
 // failure is reported.
 constexpr int kRebootWaitMs = 60000;
-
-const QString kBadArguments = P::kErrorPrefix + u"InvalidArguments"_s;
-
-// A file URL's local path as the bytes the file system sees, or nothing when
-// the text is not a local file URL.
-std::optional<QByteArray> pathBytes(const QVariant& urlText) {
-    const QUrl url(urlText.toString(), QUrl::StrictMode);
-    if (!url.isValid() || !url.isLocalFile() || !url.host().isEmpty())
-        return std::nullopt;
-    return QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
-}
-
-QByteArray auditTarget(const QVariant& urlText) {
-    return pathBytes(urlText).value_or(urlText.toString().toUtf8());
-}
-
-// Which question polkit gets: acting on one's own Library is the mildest,
-// another user's is asked separately, and the system's or root's keeps the
-// plain action names.
-QString actionFor(const QString& base, AllowedPlaces::Kind kind) {
-    switch (kind) {
-    case AllowedPlaces::Kind::CallerLibrary:
-        return base + P::kOwnLibrarySuffix;
-    case AllowedPlaces::Kind::OtherUserLibrary:
-        return base + P::kOtherUserSuffix;
-    case AllowedPlaces::Kind::SystemLibrary:
-    case AllowedPlaces::Kind::RootLibrary:
-        break;
-    }
-    return base;
-}
-
-int weight(AllowedPlaces::Kind kind) {
-    switch (kind) {
-    case AllowedPlaces::Kind::CallerLibrary:
-        return 0;
-    case AllowedPlaces::Kind::OtherUserLibrary:
-        return 1;
-    case AllowedPlaces::Kind::SystemLibrary:
-    case AllowedPlaces::Kind::RootLibrary:
-        break;
-    }
-    return 2;
-}
-
-QVariantMap attributesFrom(const QVariant& value) {
-    QVariantMap attributes;
-    if (value.canConvert<QDBusArgument>())
-        value.value<QDBusArgument>() >> attributes;
-    else
-        attributes = value.toMap();
-    for (auto it = attributes.begin(); it != attributes.end(); ++it) {
-        if (it.value().canConvert<QDBusVariant>())
-            it.value() = it.value().value<QDBusVariant>().variant();
-    }
-    return attributes;
-}
 
 const QString kIntrospection = uR"(<interface name="com.brisvale.Sorvane.Helper">
   <method name="runScriptAndDontWait"><arg name="script" type="s" direction="in"/><arg name="success" type="b" direction="out"/><arg name="error" type="s" direction="out"/></method>
@@ -106,35 +41,46 @@ const QString kIntrospection = uR"(<interface name="com.brisvale.Sorvane.Helper"
 </interface>
 )"_s;
 
+// Answers to malformed requests travel as D-Bus errors under this name.
+const QString kBadArguments = P::kErrorPrefix + u"InvalidArguments"_s;
+
 } // namespace
 
 HelperService::HelperService(QDBusConnection bus, Version version, QObject* parent)
     : QDBusVirtualObject(parent)
     , bus_(bus)
     , version_(version)
-    , authority_(bus)
-    , checkCancelled_(std::make_shared<std::atomic<bool>>(false)) {
+    , authority_(bus) {
     qDBusRegisterMetaType<QMap<QString, QString>>();
 }
 
 HelperService::~HelperService() = default;
 
+void HelperService::setTestHomes(const QString& home, const QString& otherHome) {
+    testHome_ = home;
+    otherTestHome_ = otherHome;
+}
+
 QString HelperService::introspect(const QString& path) const {
     return path == P::kObjectPath ? kIntrospection : QString();
+}
+
+std::optional<QByteArray> HelperService::pathOf(const QVariant& urlText) {
+    const QUrl url(urlText.toString(), QUrl::StrictMode);
+    if (!url.isValid() || !url.isLocalFile() || !url.host().isEmpty())
+        return std::nullopt;
+    return QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+}
+
+QByteArray HelperService::auditTarget(const QVariant& urlText) {
+    return pathOf(urlText).value_or(urlText.toString().toUtf8());
 }
 
 bool HelperService::handleMessage(const QDBusMessage& message, const QDBusConnection&) {
     if (message.interface() != P::kInterface && !message.interface().isEmpty())
         return false;
     const QString member = message.member();
-    const QString signature = message.signature();
-    const auto expect = [&](const char* wanted) {
-        if (signature == QLatin1StringView(wanted))
-            return true;
-        replyError(message, kBadArguments,
-                   u"%1 takes (%2)"_s.arg(member, QLatin1StringView(wanted)));
-        return false;
-    };
+    const auto expect = [&](const char* wanted) { return expectSignature(message, wanted); };
     const auto bind = [this](void (HelperService::*operation)(const QDBusMessage&)) {
         return [this, operation](const QDBusMessage& m) { (this->*operation)(m); };
     };
@@ -149,8 +95,8 @@ bool HelperService::handleMessage(const QDBusMessage& message, const QDBusConnec
         }
     } else if (member == P::kReadAllDefaultDomains) {
         if (expect(""))
-            authorizeThen(message, P::kActionReadDomains,
-                          bind(&HelperService::readAllDefaultDomains));
+            authorizeThen(message, callerOf(message), P::kActionReadDomains, {},
+                          {{u"operation"_s, member}}, bind(&HelperService::readAllDefaultDomains));
     } else if (member == P::kDeleteDefaultsDomain) {
         if (expect("s"))
             deleteDefaultsDomain(message);
@@ -164,51 +110,90 @@ bool HelperService::handleMessage(const QDBusMessage& message, const QDBusConnec
         if (expect("a{sv}s"))
             setFileAttributes(message);
     } else if (member == P::kCheckPlistsAtUrl) {
-        // The budget runs from the request's arrival: the caller's clock
-        // started before polkit was asked.
-        const QDeadlineTimer deadline(kCheckBudgetMs);
         if (expect("s"))
-            authorizeThen(
-                message, P::kActionCheckPlists,
-                [this, deadline](const QDBusMessage& m) { checkPlistsAtUrl(m, deadline); },
-                auditTarget(message.arguments().at(0)));
+            checkPlistsAtUrl(message);
     } else if (member == P::kCancelPlistCheck) {
-        if (expect(""))
-            authorizeThen(message, P::kActionCheckPlists, bind(&HelperService::cancelPlistCheck));
+        // Reaches only the caller's own check, so it needs no authorization.
+        if (expect("")) {
+            HelperAudit::Entry entry = auditEntry(message, callerOf(message), {});
+            entry.verdict = u"allowed"_s;
+            HelperAudit::record(entry);
+            cancelPlistCheck(message);
+        }
     } else if (member == P::kRebootComputer) {
         if (expect(""))
-            authorizeThen(message, P::kActionReboot, bind(&HelperService::rebootComputer));
+            authorizeThen(message, callerOf(message), P::kActionReboot, {},
+                          {{u"operation"_s, member}}, bind(&HelperService::rebootComputer));
     } else if (member == P::kRunScriptAndDontWait) {
         if (expect("s"))
             runScriptChecked(message);
     } else {
+        // Not one of ours: the bus library answers that, but it is audited.
+        HelperAudit::Entry entry = auditEntry(message, callerOf(message), {});
+        entry.verdict = u"malformed"_s;
+        HelperAudit::record(entry);
         return false;
     }
     return true;
 }
 
+bool HelperService::expectSignature(const QDBusMessage& message, const char* wanted) {
+    if (message.signature() == QLatin1StringView(wanted))
+        return true;
+    HelperAudit::Entry entry =
+        auditEntry(message, callerOf(message), u"(%1)"_s.arg(message.signature()).toUtf8());
+    entry.verdict = u"malformed"_s;
+    HelperAudit::record(entry);
+    replyError(message, kBadArguments,
+               u"%1 takes (%2)"_s.arg(message.member(), QLatin1StringView(wanted)));
+    return false;
+}
+
 HelperService::Caller HelperService::callerOf(const QDBusMessage& message) const {
     Caller caller;
-    const QDBusConnectionInterface* daemon = bus_.interface();
-    if (!daemon)
+    caller.identity.uid = static_cast<uid_t>(-1);
+    caller.identity.gid = static_cast<gid_t>(-1);
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                       u"org.freedesktop.DBus"_s, u"GetConnectionCredentials"_s);
+    call << message.service();
+    const QDBusMessage answer = bus_.call(call);
+    if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().isEmpty())
         return caller;
-    const QDBusReply<uint> uid = daemon->serviceUid(message.service());
-    const QDBusReply<uint> pid = daemon->servicePid(message.service());
-    if (uid.isValid()) {
-        caller.uid = uid.value();
-        const passwd* user = ::getpwuid(caller.uid);
-        caller.gid = user ? user->pw_gid : static_cast<gid_t>(-1);
+    const auto credentials = qdbus_cast<QVariantMap>(answer.arguments().first());
+    bool known = false;
+    const uint uid = credentials.value(u"UnixUserID"_s).toUInt(&known);
+    if (!known)
+        return caller;
+    caller.identity.uid = uid;
+    if (credentials.contains(u"ProcessID"_s))
+        caller.pid = credentials.value(u"ProcessID"_s).toLongLong();
+    const passwd* user = ::getpwuid(uid);
+    const gid_t primary = user ? user->pw_gid : static_cast<gid_t>(-1);
+    if (credentials.contains(u"UnixGroupIDs"_s)) {
+        // The groups of the caller's process as the kernel knows them.
+        const auto groups = qdbus_cast<QList<uint>>(credentials.value(u"UnixGroupIDs"_s));
+        for (const uint group : groups)
+            caller.identity.groups.append(group);
+        caller.identity.gid = caller.identity.groups.contains(primary) || groups.isEmpty()
+                                  ? primary
+                                  : caller.identity.groups.first();
+    } else {
+        caller.identity = CallerIdentity::ofUser(uid);
     }
-    if (pid.isValid())
-        caller.pid = pid.value();
     return caller;
 }
 
+AllowedPlaces HelperService::places(const Caller& caller) const {
+    return AllowedPlaces(caller.identity.uid, testHome_, otherTestHome_);
+}
+
 HelperAudit::Entry HelperService::auditEntry(const QDBusMessage& message, const Caller& caller,
-                                             const QByteArray& target) const {
+                                             const QByteArray& target) {
     HelperAudit::Entry entry;
+    entry.request = ++requests_;
     entry.caller = message.service();
-    entry.uid = caller.uid;
+    entry.uid = caller.identity.uid;
     entry.pid = caller.pid;
     entry.operation = message.member();
     entry.target = target;
@@ -220,31 +205,34 @@ void HelperService::refuse(const QDBusMessage& message, const Caller& caller,
     HelperAudit::Entry entry = auditEntry(message, caller, target);
     entry.verdict = u"refused"_s;
     HelperAudit::record(entry);
-    replySuccess(message, false, error);
+    replyFailure(message, error);
 }
 
 std::optional<AllowedPlaces::Target> HelperService::targetOrRefuse(const QDBusMessage& message,
                                                                    const Caller& caller,
                                                                    const QVariant& url) {
-    const std::optional<QByteArray> path = pathBytes(url);
+    const std::optional<QByteArray> path = pathOf(url);
     QString error = u"Not a file URL."_s;
     std::optional<AllowedPlaces::Target> target;
-    if (caller.uid == static_cast<uid_t>(-1))
+    if (!caller.known())
         error = u"The caller is not known to the bus."_s;
     else if (path)
-        target = AllowedPlaces(caller.uid, testHome_).resolve(*path, &error);
+        target = places(caller).resolve(*path, &error);
     if (!target)
         refuse(message, caller, auditTarget(url), error);
     return target;
 }
 
-void HelperService::authorizeThen(const QDBusMessage& message, const QString& actionId,
-                                  Operation operation, const QByteArray& target) {
+void HelperService::authorizeThen(const QDBusMessage& message, const Caller& caller,
+                                  const QString& actionId, const QByteArray& target,
+                                  const PolkitAuthority::Details& details, Operation operation) {
     QPointer<HelperService> self(this);
-    HelperAudit::Entry entry = auditEntry(message, callerOf(message), target);
+    HelperAudit::Entry entry = auditEntry(message, caller, target);
     entry.action = actionId;
+    entry.verdict = u"asked"_s;
+    HelperAudit::record(entry);
     authority_.checkAuthorization(
-        actionId, message.service(), message.isInteractiveAuthorizationAllowed(), this,
+        actionId, details, message.service(), message.isInteractiveAuthorizationAllowed(), this,
         [self, message, operation, entry](bool authorized, const QString& reason) mutable {
             if (!self)
                 return;
@@ -257,12 +245,41 @@ void HelperService::authorizeThen(const QDBusMessage& message, const QString& ac
         });
 }
 
+void HelperService::runOffEventThread(const QDBusMessage& message, const Caller& caller,
+                                      Work work) {
+    const uid_t uid = caller.identity.uid;
+    if (!fileOperations_.tryAcquire(uid)) {
+        replyFailure(message, u"Too many of your requests are running; try again when they "
+                              u"have finished."_s);
+        return;
+    }
+    QPointer<HelperService> self(this);
+    QThread* job = QThread::create([self, message, uid, work] {
+        const QList<QVariant> answer = work();
+        QMetaObject::invokeMethod(self, [self, message, uid, answer] {
+            if (!self)
+                return;
+            self->fileOperations_.release(uid);
+            self->reply(message, answer);
+        });
+    });
+    connect(job, &QThread::finished, job, &QObject::deleteLater);
+    job->start();
+}
+
 void HelperService::reply(const QDBusMessage& message, const QList<QVariant>& arguments) {
     bus_.send(message.createReply(arguments));
 }
 
 void HelperService::replySuccess(const QDBusMessage& message, bool success, const QString& error) {
     reply(message, {success, success ? QString() : error});
+}
+
+void HelperService::replyFailure(const QDBusMessage& message, const QString& error) {
+    if (message.member() == P::kCheckPlistsAtUrl)
+        reply(message, {false, false, QVariant::fromValue(QMap<QString, QString>()), error});
+    else
+        replySuccess(message, false, error);
 }
 
 void HelperService::replyError(const QDBusMessage& message, const QString& name,
@@ -275,126 +292,17 @@ void HelperService::readAllDefaultDomains(const QDBusMessage& message) {
     reply(message, {true, store.domains(), QString()});
 }
 
-void HelperService::deleteDefaultsDomain(const QDBusMessage& message) {
-    const QString domain = message.arguments().at(0).toString();
-    if (!AllowedPlaces::isPlainName(domain)) {
-        refuse(message, callerOf(message), domain.toUtf8(),
-               u"%1 is not a plain domain name."_s.arg(domain));
-        return;
-    }
-    authorizeThen(
-        message, P::kActionDelete,
-        [this, domain](const QDBusMessage& m) {
-            QString error;
-            // The Linux desktop's system domains live in the dconf databases;
-            // anything else is one of root's defaults domains.
-            if (SystemDconfDomain::exists(domain)) {
-                const bool removed = SystemDconfDomain::remove(domain, &error);
-                replySuccess(m, removed, error);
-                return;
-            }
-            const DefaultsStore store(LibraryFolders::rootHomeFolder());
-            const bool deleted = store.deleteDomain(domain, &error);
-            replySuccess(m, deleted, error);
-        },
-        domain.toUtf8());
-}
-
-void HelperService::deleteFileAtUrl(const QDBusMessage& message) {
-    const Caller caller = callerOf(message);
-    const auto target = targetOrRefuse(message, caller, message.arguments().at(0));
-    if (!target)
-        return;
-    authorizeThen(
-        message, actionFor(P::kActionDelete, target->kind),
-        [this, target](const QDBusMessage& m) {
-            QString error;
-            const bool deleted = HelperFileOperations::deleteItem(*target, &error);
-            replySuccess(m, deleted, error);
-        },
-        target->path().toUtf8());
-}
-
-void HelperService::copyFileAtUrl(const QDBusMessage& message) {
-    const Caller caller = callerOf(message);
-    const auto source = targetOrRefuse(message, caller, message.arguments().at(0));
-    if (!source)
-        return;
-    const auto destination = targetOrRefuse(message, caller, message.arguments().at(1));
-    if (!destination)
-        return;
-    const AllowedPlaces::Kind kind =
-        weight(source->kind) >= weight(destination->kind) ? source->kind : destination->kind;
-    const HelperFileOperations::Caller who{caller.uid, caller.gid};
-    authorizeThen(
-        message, actionFor(P::kActionCopy, kind),
-        [this, source, destination, who](const QDBusMessage& m) {
-            QString error;
-            const bool copied = HelperFileOperations::copyItem(*source, *destination, who, &error);
-            replySuccess(m, copied, error);
-        },
-        source->path().toUtf8() + " -> " + destination->path().toUtf8());
-}
-
-void HelperService::setFileAttributes(const QDBusMessage& message) {
-    const Caller caller = callerOf(message);
-    const auto target = targetOrRefuse(message, caller, message.arguments().at(1));
-    if (!target)
-        return;
-    const QVariantMap attributes = attributesFrom(message.arguments().at(0));
-    const HelperFileOperations::Caller who{caller.uid, caller.gid};
-    authorizeThen(
-        message, actionFor(P::kActionSetAttributes, target->kind),
-        [this, target, attributes, who](const QDBusMessage& m) {
-            QString error;
-            const bool applied =
-                HelperFileOperations::setAttributes(attributes, *target, who, &error);
-            replySuccess(m, applied, error);
-        },
-        target->path().toUtf8());
-}
-
 void HelperService::runScriptChecked(const QDBusMessage& message) {
-    const std::optional<QByteArray> script = pathBytes(message.arguments().at(0));
+    const Caller caller = callerOf(message);
+    const std::optional<QByteArray> script = pathOf(message.arguments().at(0));
     QString error = u"Not a file URL."_s;
     if (!script || !TrustedScript::isTrusted(*script, &error)) {
-        refuse(message, callerOf(message), auditTarget(message.arguments().at(0)), error);
+        refuse(message, caller, auditTarget(message.arguments().at(0)), error);
         return;
     }
-    authorizeThen(
-        message, P::kActionRunScript, [this](const QDBusMessage& m) { runScriptAndDontWait(m); },
-        *script);
-}
-
-void HelperService::checkPlistsAtUrl(const QDBusMessage& message, QDeadlineTimer deadline) {
-    const std::optional<QByteArray> path = pathBytes(message.arguments().at(0));
-    const QString folder =
-        path && AllowedPlaces::isValidPath(*path, nullptr) ? QString::fromUtf8(*path) : QString();
-    if (folder.isEmpty() || !QFileInfo(folder).isDir()) {
-        reply(message, {false, false, QVariant::fromValue(QMap<QString, QString>()),
-                        u"There is no folder at %1."_s.arg(message.arguments().at(0).toString())});
-        return;
-    }
-    // A new check starts uncancelled; a cancel reaches every check running.
-    checkCancelled_->store(false);
-    checkOwner_ = message.service();
-    const auto cancelled = checkCancelled_;
-    QPointer<HelperService> self(this);
-    QThread* job = QThread::create([self, message, folder, cancelled, deadline] {
-        const PlistCheckJob::Results results = PlistCheckJob::run(folder, *cancelled, deadline);
-        QMetaObject::invokeMethod(self, [self, message, results] {
-            if (self)
-                self->reply(message, {true, true, QVariant::fromValue(results), QString()});
-        });
-    });
-    connect(job, &QThread::finished, job, &QObject::deleteLater);
-    job->start();
-}
-
-void HelperService::cancelPlistCheck(const QDBusMessage& message) {
-    if (message.service() == checkOwner_)
-        checkCancelled_->store(true);
-    reply(message, {});
+    authorizeThen(message, caller, P::kActionRunScript, *script,
+                  {{u"operation"_s, message.member()}, {u"path"_s, QString::fromUtf8(*script)}},
+                  [this](const QDBusMessage& m) { runScriptAndDontWait(m); });
 }
 
 void HelperService::rebootComputer(const QDBusMessage& message) {
@@ -421,9 +329,12 @@ void HelperService::rebootComputer(const QDBusMessage& message) {
 }
 
 void HelperService::runScriptAndDontWait(const QDBusMessage& message) {
-    const QString script = QString::fromUtf8(pathBytes(message.arguments().at(0)).value_or(""));
+    const QString script = QString::fromUtf8(pathOf(message.arguments().at(0)).value_or(""));
+    const QStringList command =
+        TrustedScript::launchCommand(script, TrustedScript::runningUnderSystemd());
     QProcess process;
-    process.setProgram(script);
+    process.setProgram(command.first());
+    process.setArguments(command.mid(1));
     // A clean environment: nothing of the helper's own start-up reaches it.
     QProcessEnvironment clean;
     clean.insert(u"PATH"_s, u"/usr/sbin:/usr/bin:/sbin:/bin"_s);

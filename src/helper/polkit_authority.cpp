@@ -45,16 +45,15 @@ PolkitAuthority::PolkitAuthority(QDBusConnection bus)
     qDBusRegisterMetaType<QMap<QString, QString>>();
 }
 
-void PolkitAuthority::checkAuthorization(const QString& actionId, const QString& senderBusName,
-                                         bool allowInteraction, QObject* context,
-                                         Answer answer) const {
+void PolkitAuthority::checkAuthorization(const QString& actionId, const Details& details,
+                                         const QString& senderBusName, bool allowInteraction,
+                                         QObject* context, Answer answer) const {
     QDBusMessage call = QDBusMessage::createMethodCall(
         u"org.freedesktop.PolicyKit1"_s, u"/org/freedesktop/PolicyKit1/Authority"_s,
         u"org.freedesktop.PolicyKit1.Authority"_s, u"CheckAuthorization"_s);
     const PolkitSubject subject{u"system-bus-name"_s,
                                 {{u"name"_s, QVariant::fromValue(senderBusName)}}};
-    call << QVariant::fromValue(subject) << actionId
-         << QVariant::fromValue(QMap<QString, QString>())
+    call << QVariant::fromValue(subject) << actionId << QVariant::fromValue(details)
          << QVariant::fromValue(allowInteraction ? kAllowUserInteraction : 0u) << QString();
     // A user answering a prompt may take long; D-Bus's own limit would cut
     // them off.
@@ -72,9 +71,9 @@ void PolkitAuthority::checkAuthorization(const QString& actionId, const QString&
             const auto result = reply.arguments().first().value<QDBusArgument>();
             bool authorized = false;
             bool challenge = false;
-            QMap<QString, QString> details;
+            QMap<QString, QString> resultDetails;
             result.beginStructure();
-            result >> authorized >> challenge >> details;
+            result >> authorized >> challenge >> resultDetails;
             result.endStructure();
             answer(authorized, authorized ? QString() : u"Not authorized."_s);
         });

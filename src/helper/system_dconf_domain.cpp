@@ -5,6 +5,8 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -18,6 +20,9 @@ bool updateDatabases(const QString& folder, QString* error) {
         return false;
     }
     QProcess update;
+    // The databases are read by every user: the helper's own umask (0077
+    // under its unit) would make them root's alone.
+    update.setChildProcessModifier([] { ::umask(022); });
     update.start(dconf, {u"update"_s, folder});
     if (!update.waitForFinished(kUpdateTimeoutMs) || update.exitStatus() != QProcess::NormalExit ||
         update.exitCode() != 0) {

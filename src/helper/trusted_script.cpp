@@ -3,6 +3,9 @@
 #include "helper/allowed_places.h"
 #include "helper/unique_fd.h"
 
+#include <QFileInfo>
+#include <QRandomGenerator>
+
 #include <cerrno>
 #include <cstring>
 
@@ -53,4 +56,21 @@ bool TrustedScript::isTrusted(const QByteArray& path, QString* error) {
         folder = std::move(next);
     }
     return true;
+}
+
+bool TrustedScript::runningUnderSystemd() {
+    // systemd names every service's run; the folder says systemd is running.
+    return !qEnvironmentVariableIsEmpty("INVOCATION_ID") &&
+           QFileInfo(u"/run/systemd/system"_s).isDir();
+}
+
+QStringList TrustedScript::launchCommand(const QString& script, bool underSystemd) {
+    if (!underSystemd)
+        return {script};
+    const QString unit =
+        u"sorvane-update-%1"_s.arg(QRandomGenerator::system()->generate64(), 0, 36);
+    const QString run = QFileInfo::exists(u"/usr/bin/systemd-run"_s) ? u"/usr/bin/systemd-run"_s
+                                                                     : u"/bin/systemd-run"_s;
+    return {run,   u"--unit="_s + unit, u"--collect"_s, u"--no-block"_s, u"--quiet"_s, u"--"_s,
+            script};
 }

@@ -6,7 +6,12 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
 #include <QXmlStreamReader>
+
+#include <cstdio>
 
 #include <gtest/gtest.h>
 
@@ -50,9 +55,13 @@ TEST(HelperInstaller, WritesProgramActivationPolicyAndActionsBelowThePrefix) {
         unit.contains("ExecStart=" + QFile::encodeName(installer.installedProgram()) + "\n"));
     for (const char* option :
          {"Type=dbus\n", "BusName=com.brisvale.Sorvane.Helper\n", "NoNewPrivileges=yes\n",
-          "ProtectSystem=strict\n", "ReadWritePaths=-/home -/root/Library -/Library\n",
-          "PrivateTmp=yes\n", "PrivateDevices=yes\n", "RestrictAddressFamilies=AF_UNIX\n",
-          "RestrictSUIDSGID=yes\n", "RestrictNamespaces=yes\n"})
+          "ProtectSystem=strict\n",
+          "ReadWritePaths=-/home -/root/Library -/Library -/etc/xdg -/etc/dconf -/var/cache\n",
+          "CapabilityBoundingSet=CAP_CHOWN CAP_DAC_OVERRIDE CAP_FOWNER CAP_KILL CAP_SETUID "
+          "CAP_SETGID\n",
+          "SystemCallFilter=@system-service\n", "PrivateTmp=yes\n", "PrivateDevices=yes\n",
+          "RestrictAddressFamilies=AF_UNIX\n", "RestrictSUIDSGID=yes\n", "RestrictNamespaces=yes\n",
+          "UMask=0077\n", "MemoryMax=768M\n", "TasksMax=64\n"})
         EXPECT_TRUE(unit.contains(option)) << option;
     const QByteArray policy = contents(installer.busPolicyFile());
     EXPECT_TRUE(isWellFormedXml(policy));
@@ -86,4 +95,39 @@ TEST(HelperInstaller, UnwritablePrefixFails) {
     const QString blocked = sandbox.makeFile(sandbox.homePath(u"prefix"_s), "file");
     const HelperInstaller installer(blocked, u"unix:path=/nonexistent"_s);
     EXPECT_EQ(installer.install(program), HelperInstaller::Failed);
+}
+
+namespace {
+
+// The overall exposure systemd-analyze gives a unit file, or -1.
+double exposureOf(const QString& unit, QString* output) {
+    QProcess analyze;
+    analyze.setProcessChannelMode(QProcess::MergedChannels);
+    analyze.start(u"systemd-analyze"_s, {u"security"_s, u"--offline=yes"_s, u"--no-pager"_s, unit});
+    if (!analyze.waitForFinished(60000))
+        return -1;
+    *output = QString::fromUtf8(analyze.readAll());
+    static const QRegularExpression overall(u"Overall exposure level for [^:]+: ([0-9.]+)"_s);
+    const QRegularExpressionMatch match = overall.match(*output);
+    return match.hasMatch() ? match.captured(1).toDouble() : -1;
+}
+
+} // namespace
+
+// The unit the installer writes keeps the helper confined: systemd's own
+// reckoning of its exposure stays at 3.0 or lower ("OK").
+TEST(HelperInstaller, TheUnitScoresAtMostThreeWithSystemdAnalyze) {
+    if (QStandardPaths::findExecutable(u"systemd-analyze"_s).isEmpty())
+        GTEST_SKIP() << "systemd-analyze is not installed: the unit's exposure cannot be measured";
+    Sandbox sandbox;
+    const QString program = sandbox.makeFile(sandbox.homePath(u"helper"_s), "#!/bin/sh\n");
+    const HelperInstaller installer(sandbox.homePath(u"prefix"_s), u"unix:path=/nonexistent"_s);
+    ASSERT_EQ(installer.install(program), HelperInstaller::Installed);
+
+    QString output;
+    const double exposure = exposureOf(installer.systemdUnitFile(), &output);
+
+    ASSERT_GE(exposure, 0.0) << output.toStdString();
+    EXPECT_LE(exposure, 3.0) << output.toStdString();
+    std::printf("systemd-analyze security --offline: %.1f\n", exposure);
 }

@@ -28,6 +28,7 @@ protected:
         writeScript(reboot, "echo \"$@\" > '" + QFile::encodeName(rebootRecord()) + "'\n");
         QProcessEnvironment environment;
         environment.insert(QStringLiteral("SORVANE_REBOOT_TOOL"), reboot);
+        addHelperEnvironment(environment);
         bus_ = std::make_unique<PrivateBus>(environment);
         ASSERT_TRUE(bus_->isRunning()) << bus_->lastError().toStdString();
         ASSERT_TRUE(bus_->startPolkit()) << bus_->lastError().toStdString();
@@ -42,6 +43,9 @@ protected:
         bus_.reset();
         qunsetenv("SORVANE_HELPER_BUS");
     }
+
+    // What else the bus hands the helper it activates; read before the bus starts.
+    virtual void addHelperEnvironment(QProcessEnvironment&) const {}
 
     // The build tree's helper, found beside the test program's own folder.
     static QString helperProgram() { return ToolLocations::helperTool(); }

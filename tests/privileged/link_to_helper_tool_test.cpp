@@ -5,9 +5,11 @@
 #include "privileged/helper_protocol.h"
 #include "search/sv_defaults_tool.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QProcess>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -223,11 +225,21 @@ class HelperVersionTest : public HelperLinkTest,
 
 TEST_P(HelperVersionTest, ReplacesAHelperOfAnyOtherVersion) {
     const auto [major, minor, patch] = GetParam();
-    // A stand-in helper that reports another version; the installer stops it.
-    ASSERT_TRUE(bus_->startMockService(P::kLabel, P::kObjectPath, P::kInterface));
-    ASSERT_TRUE(bus_->addMockMethod(P::kObjectPath, P::kInterface, P::kGetVersion, u""_s, u"iii"_s,
-                                    u"ret = (%1, %2, %3)"_s.arg(major).arg(minor).arg(patch)));
+    // An installed helper that reports another version; the installer stops
+    // it, as it stops only a process that runs the installed program.
+    const QString installed = bus_->prefix() + u"/libexec/sorvane/sorvane-helper"_s;
+    QDir().mkpath(QFileInfo(installed).path());
+    ASSERT_TRUE(QFile::copy(QCoreApplication::applicationDirPath() + u"/sorvane-helper-stand-in"_s,
+                            installed));
+    QProcess older;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"SORVANE_STAND_IN_VERSION"_s,
+                       u"%1.%2.%3"_s.arg(major).arg(minor).arg(patch));
+    older.setProcessEnvironment(environment);
+    older.start(installed, {u"--bus"_s, bus_->address()});
+    ASSERT_TRUE(bus_->waitForOwner(P::kLabel, true, 10000)) << "the older helper did not start";
     const qint64 standIn = bus_->ownerPid(P::kLabel);
+    ASSERT_EQ(standIn, older.processId());
     LogCapture log;
 
     link_->checkInstalledHelperVersion();
@@ -244,6 +256,7 @@ TEST_P(HelperVersionTest, ReplacesAHelperOfAnyOtherVersion) {
     EXPECT_TRUE(eventually(
         [&] { return link_->currentHelperToolVersion() == std::optional<QString>(u"2.0.0"_s); }));
     EXPECT_NE(bus_->ownerPid(P::kLabel), standIn);
+    EXPECT_TRUE(older.waitForFinished(5000)) << "the older helper was not stopped";
 }
 
 INSTANTIATE_TEST_SUITE_P(NewerAndOlder, HelperVersionTest,
