@@ -45,6 +45,7 @@ AppDelegate::AppDelegate(const AppServices& services, QObject* parent)
         sharedDelegate = this;
     connectOutlets();
     connectActions();
+    connectUndoActions();
 }
 
 AppDelegate::~AppDelegate() {

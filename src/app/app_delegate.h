@@ -11,6 +11,8 @@
 #include "workflows/application_search.h"
 #include "workflows/bv_updater.h"
 #include "workflows/cleaning.h"
+#include "workflows/cleaning_backup_restore.h"
+#include "workflows/cleaning_backup_store.h"
 #include "workflows/deletion_counter.h"
 #include "workflows/plutil_error.h"
 #include "workflows/settings_system.h"
@@ -85,6 +87,10 @@ public:
     void showUpdatemanager();
     void cleanAppPreferences();
     void cleanOSComponentPreferences();
+    // Restores the newest backup of a cleaning that is not restored yet.
+    void undoLastCleaning();
+    // The backups with their dates and contents; each can be restored or discarded.
+    void showCleaningHistory();
     void checkUserPrefs();
     void checkSystemPrefs();
     void deleteSelectedPlutilFiles();
@@ -109,6 +115,11 @@ public:
     // Rebuilds the rows with the given ticks (by row; missing ones unticked).
     void reloadComponentsTable(const QList<bool>& ticks);
     void sortComponents(int column, Qt::SortOrder order);
+    // Where the cleanings' backups are kept.
+    CleaningBackupStore& cleaningBackups() { return backups_; }
+    // Nothing when the restore was refused (the user has been told why).
+    std::optional<CleaningBackupRestore::Result>
+    restoreCleaningBackup(const CleaningBackup& backup);
 
     // Property-list check.
     void checkPlistsAtPath(const QString& folder);
@@ -185,6 +196,7 @@ private:
     Cleaning makeCleaning();
     void connectOutlets();
     void connectActions();
+    void connectUndoActions();
     QList<const SVOSComponent*> tickedComponents() const;
     bool rowIsInSight(int row) const;
     static QString columnIdentifier(const QTableWidget* table, int column);
@@ -192,6 +204,7 @@ private:
     bool isApplicationUrl(const QUrl& url) const;
 
     AppServices services_;
+    CleaningBackupStore backups_{services_.system.cleaningBackupsFolder()};
     ShowAlertPresenter alerts_;
     std::unique_ptr<MainWindow> mainWindow_;
     bool doSingleClick_ = false;

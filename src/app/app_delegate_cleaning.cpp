@@ -26,8 +26,8 @@ QString AppDelegate::columnIdentifier(const QTableWidget* table, int column) {
 }
 
 Cleaning AppDelegate::makeCleaning() {
-    return Cleaning(
-        {services_.helper, services_.defaults, services_.matcher, services_.running, alerts_});
+    return Cleaning({services_.helper, services_.defaults, services_.matcher, services_.running,
+                     alerts_, &backups_});
 }
 
 DeletionCounter AppDelegate::cleanDefaultsDomains(const QList<SVDefaultsDomain>& domains) {
@@ -68,7 +68,8 @@ QList<const SVOSComponent*> AppDelegate::tickedComponents() const {
 
 void AppDelegate::cleanOSComponentPreferences() {
     Cleaning cleaning = makeCleaning();
-    displayResultsSheetWithCounter(cleaning.cleanOSComponents(tickedComponents()), true);
+    if (const auto counter = cleaning.cleanOSComponents(tickedComponents()))
+        displayResultsSheetWithCounter(*counter, true);
 }
 
 void AppDelegate::reloadComponentsTable() {

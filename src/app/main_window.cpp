@@ -212,6 +212,9 @@ void MainWindow::buildMenus() {
     pasteAction = edit->addAction(u"&Paste Application"_s);
     pasteAction->setShortcut(QKeySequence::Paste);
     pasteAction->setShortcutContext(Qt::WindowShortcut);
+    edit->addSeparator();
+    undoCleaningAction = edit->addAction(u"&Undo Last Cleaning"_s);
+    cleaningHistoryAction = edit->addAction(u"Cleaning &History…"_s);
 
     QMenu* actions = menuBar()->addMenu(u"&Actions"_s);
     cleanAppAction = actions->addAction(u"Clean &Application"_s);

@@ -61,6 +61,8 @@ public:
 
     QAction* browseAction = nullptr;
     QAction* pasteAction = nullptr;
+    QAction* undoCleaningAction = nullptr;
+    QAction* cleaningHistoryAction = nullptr;
     QAction* packagerAction = nullptr;
     QAction* deployAction = nullptr;
     QAction* cleanAppAction = nullptr;

@@ -6,6 +6,7 @@
 #include "packager/package_deployer.h"
 #include "packager/package_keys.h"
 #include "platform/user_defaults.h"
+#include "workflows/settings_system.h"
 
 #include <QFileDialog>
 #include <QThreadPool>
@@ -17,7 +18,18 @@ namespace {
 
 const QString kFileTypeKey = u"SaveKolvaneFileType"_s;
 const QString kPackageFilter = u"Preference package (*.Kolvane2)"_s;
-const QString kApplicationFilter = u"Self-deploying application (*.app)"_s;
+
+// A self-deploying package is an application bundle on a macOS home folder,
+// one program file (named as the user likes) on the Linux desktop.
+bool savesProgramFile() {
+    return SettingsSystem::current().selfDeployingForm() ==
+           SettingsSystem::SelfDeployingForm::ExecutableFile;
+}
+
+QString applicationFilter() {
+    return savesProgramFile() ? u"Self-deploying package program (*)"_s
+                              : u"Self-deploying application (*.app)"_s;
+}
 
 } // namespace
 
@@ -60,7 +72,7 @@ void SVKolvanePackager::saveAssembledPackaged(const QByteArray& bytes) {
     // The type choice below the file list is the panel's accessory: it must
     // be the dialog's own, which only Qt's dialog offers everywhere.
     panel.setOption(QFileDialog::DontUseNativeDialog);
-    panel.setNameFilters({kPackageFilter, kApplicationFilter});
+    panel.setNameFilters({kPackageFilter, applicationFilter()});
     saveKolvanePanel = &panel;
     kolvaneFileTypeChanged(nullptr);
     panel.selectFile(QString());
@@ -75,7 +87,7 @@ void SVKolvanePackager::saveAssembledPackaged(const QByteArray& bytes) {
 
 void SVKolvanePackager::kolvaneFileTypeChanged(QObject* sender) {
     if (sender && saveKolvanePanel) {
-        const int chosen = saveKolvanePanel->selectedNameFilter() == kApplicationFilter
+        const int chosen = saveKolvanePanel->selectedNameFilter() == applicationFilter()
                                ? kSaveAsSelfDeployingApplication
                                : kSaveAsPackageFile;
         UserDefaults::setObject(kFileTypeKey, PlistValue::fromInteger(chosen));
@@ -85,8 +97,10 @@ void SVKolvanePackager::kolvaneFileTypeChanged(QObject* sender) {
     const bool application =
         UserDefaults::integerForKey(kFileTypeKey) == kSaveAsSelfDeployingApplication;
     const QSignalBlocker quiet(saveKolvanePanel.data());
-    saveKolvanePanel->selectNameFilter(application ? kApplicationFilter : kPackageFilter);
-    saveKolvanePanel->setDefaultSuffix(application ? u"app"_s : package_keys::kExtension);
+    saveKolvanePanel->selectNameFilter(application ? applicationFilter() : kPackageFilter);
+    saveKolvanePanel->setDefaultSuffix(!application         ? package_keys::kExtension
+                                       : savesProgramFile() ? QString()
+                                                            : u"app"_s);
 }
 
 void SVKolvanePackager::deployPreferences() {

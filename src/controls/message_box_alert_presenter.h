@@ -12,6 +12,10 @@ public:
     void showAlert(const QString& message, const QString& informative) override;
     void showAlertOfKind(AlertKind kind, const QString& message,
                          const QString& informative) override;
+    // The agreeing button and Cancel, which is the default and answers Escape:
+    // an unread question refuses.
+    bool confirm(AlertKind kind, const QString& message, const QString& informative,
+                 const QString& agreeButton) override;
 
     static QMessageBox::Icon iconOfKind(AlertKind kind);
 };

@@ -46,6 +46,16 @@ void ShowAlert(const QString& message, const QString& informative) {
     ShowAlert(AlertKinds::ofHeadline(message), message, informative);
 }
 
+bool ShowConfirmation(AlertKind kind, const QString& message, const QString& informative,
+                      const QString& agreeButton) {
+    QCoreApplication* app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() != app->thread()) {
+        sv::log(u"ShowConfirmation refused off the GUI thread: %1 %2"_s.arg(message, informative));
+        return false;
+    }
+    return currentPresenter().confirm(kind, message, informative, agreeButton);
+}
+
 AlertPresenter* setAlertPresenter(AlertPresenter* presenter) {
     return installedPresenter.exchange(presenter);
 }

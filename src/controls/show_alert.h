@@ -12,6 +12,12 @@ void ShowAlert(AlertKind kind, const QString& message, const QString& informativ
 // decides it (AlertKinds).
 void ShowAlert(const QString& message, const QString& informative = QString());
 
+// Asks a yes-or-no question through the installed presenter and returns
+// whether the user agreed. Only the GUI thread can wait for an answer: on any
+// other thread the question is logged and refused.
+bool ShowConfirmation(AlertKind kind, const QString& message, const QString& informative,
+                      const QString& agreeButton);
+
 // Installs the presenter every alert goes through and returns the previous
 // one; nullptr puts back the message-box presenter. The presenter must
 // outlive its installation.
@@ -27,5 +33,9 @@ public:
     void showAlertOfKind(AlertKind kind, const QString& message,
                          const QString& informative) override {
         ShowAlert(kind, message, informative);
+    }
+    bool confirm(AlertKind kind, const QString& message, const QString& informative,
+                 const QString& agreeButton) override {
+        return ShowConfirmation(kind, message, informative, agreeButton);
     }
 };

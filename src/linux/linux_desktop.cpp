@@ -184,6 +184,10 @@ QString LinuxDesktop::catalogueFolder() const {
     return Bundle::mainBundle().resourcesPath() + u"/linux"_s;
 }
 
+QString LinuxDesktop::cleaningBackupsFolder() const {
+    return LinuxFileSearch::dataHome() + u"/sorvane/backups"_s;
+}
+
 QString LinuxDesktop::userCheckFolder() const {
     return LinuxFileSearch::configHome();
 }

@@ -46,12 +46,17 @@ public:
     QString catalogueFolder() const override;
     QString userCheckFolder() const override;
     QString systemCheckFolder() const override;
+    QString cleaningBackupsFolder() const override;
     // The user's folders with the user's own rights; the system's (/etc/xdg
     // and /etc/dconf) through the helper.
     std::optional<QMap<QString, QString>> checkSettingsFolder(const QString& folder,
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    // One program file, so that a desktop without Sorvane can deploy it.
+    SelfDeployingForm selfDeployingForm() const override {
+        return SelfDeployingForm::ExecutableFile;
+    }
     // A desktop entry; its domains are the user's own that its search finds.
     std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // dconf key-file text; values by key path below the domain.

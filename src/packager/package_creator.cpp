@@ -3,6 +3,7 @@
 #include "catalogues/sv_known_app.h"
 #include "packager/package_keys.h"
 #include "packager/self_deploying_assembler.h"
+#include "packager/self_deploying_executable.h"
 #include "platform/directory_listing.h"
 #include "platform/keyed_archive.h"
 #include "platform/library_folders.h"
@@ -13,6 +14,7 @@
 #include "util/path_utils.h"
 #include "util/string_extensions.h"
 #include "workflows/alert_presenter.h"
+#include "workflows/settings_system.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -294,5 +296,8 @@ bool PackageCreator::saveAssembledPackaged(const QByteArray& bytes, const QUrl& 
                                            AlertPresenter& alerts) {
     if (sv::pathExtension(url.toLocalFile()) == kExtension)
         return writePackageFile(bytes, url, alerts);
+    if (SettingsSystem::current().selfDeployingForm() ==
+        SettingsSystem::SelfDeployingForm::ExecutableFile)
+        return SelfDeployingExecutable::forRunningApplication(alerts).assemble(bytes, url);
     return SelfDeployingAssembler::forRunningApplication(alerts).assemble(bytes, url);
 }

@@ -59,8 +59,9 @@ public:
     // Writes the bytes atomically; false after telling the user why.
     static bool writePackageFile(const QByteArray& bytes, const QUrl& url, AlertPresenter& alerts);
     // Saves at the place the save panel gave: a package file when the
-    // extension is exactly "Kolvane2", a self-deploying application for any
-    // other name. False after telling the user why.
+    // extension is exactly "Kolvane2", a self-deploying package for any other
+    // name, in the settings system's form (an application bundle, or one
+    // executable file). False after telling the user why.
     static bool saveAssembledPackaged(const QByteArray& bytes, const QUrl& url,
                                       AlertPresenter& alerts);
     // The key under which a packed file travels: the packing user's home

@@ -146,6 +146,10 @@ QString MacHomeFolder::catalogueFolder() const {
     return Bundle::mainBundle().resourcesPath();
 }
 
+QString MacHomeFolder::cleaningBackupsFolder() const {
+    return LibraryFolders::homeFolder() + u"/Library/Application Support/Sorvane/Backups"_s;
+}
+
 QString MacHomeFolder::userCheckFolder() const {
     return sv::stringByExpandingTildeInPath(u"~/Library/Preferences"_s);
 }

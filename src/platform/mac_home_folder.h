@@ -26,11 +26,15 @@ public:
     QString catalogueFolder() const override;
     QString userCheckFolder() const override;
     QString systemCheckFolder() const override;
+    QString cleaningBackupsFolder() const override;
     // The helper checks every property list of the folder.
     std::optional<QMap<QString, QString>> checkSettingsFolder(const QString& folder,
                                                               HelperOperations& helper) override;
     void cancelCheck(HelperOperations& helper) override;
 
+    SelfDeployingForm selfDeployingForm() const override {
+        return SelfDeployingForm::ApplicationBundle;
+    }
     // An ".app" bundle (the extension's case counts), its domain its identifier.
     std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // Property-list text; each top-level key's value as a binary property list.

@@ -45,6 +45,10 @@ QString ToolLocations::unzipTool() {
     return overridden("SORVANE_UNZIP_TOOL", u"/usr/bin/unzip"_s);
 }
 
+QString ToolLocations::linuxDeployTool() {
+    return overridden("SORVANE_DEPLOY_LINUX_TOOL", libexecFolder() + u"/sorvane-deploy-linux"_s);
+}
+
 QString ToolLocations::helperTool() {
     return overridden("SORVANE_HELPER_TOOL", libexecFolder() + u"/sorvane-helper"_s);
 }

@@ -18,6 +18,10 @@ public:
     static QString rebootTool();
     // The system's unzip program (SORVANE_UNZIP_TOOL replaces it).
     static QString unzipTool();
+    // The Linux desktop's self-deploying package program, of which every
+    // self-deploying package file is a copy (SORVANE_DEPLOY_LINUX_TOOL
+    // replaces it).
+    static QString linuxDeployTool();
     // The bundled privileged helper (SORVANE_HELPER_TOOL replaces it).
     static QString helperTool();
     // The program that runs a command as root after asking the user

@@ -28,4 +28,14 @@ public:
         Q_UNUSED(kind);
         showAlert(message, informative);
     }
+    // A question the user answers yes or no: the alert with a button that
+    // agrees (its text is agreeButton) and one that cancels. True when the
+    // user agreed. Presenters with nobody to ask show the alert and refuse,
+    // so that nothing irreversible happens unasked.
+    virtual bool confirm(AlertKind kind, const QString& message, const QString& informative,
+                         const QString& agreeButton) {
+        Q_UNUSED(agreeButton);
+        showAlertOfKind(kind, message, informative);
+        return false;
+    }
 };

@@ -5,6 +5,8 @@
 #include "util/logging.h"
 #include "workflows/alert_presenter.h"
 #include "workflows/application_search.h"
+#include "workflows/cleaning_backup_capture.h"
+#include "workflows/cleaning_backup_store.h"
 #include "workflows/defaults_domain_runner.h"
 #include "workflows/domain_matcher.h"
 #include "workflows/helper_operations.h"
@@ -48,6 +50,11 @@ Cleaning::cleanAppPreferences(const QUrl& appUrl, const ApplicationSearchResults
         if (services_.running.isRunning(identifier))
             return std::nullopt;
     }
+    if (!backUpBeforeDeleting(CleaningBackup::Kind::Application,
+                              ApplicationSearch::applicationName(appUrl), identifier,
+                              results.appDomainResults,
+                              results.appAdditionalPreferenceFiles + results.appCacheFiles))
+        return std::nullopt;
     DeletionCounter counter = cleanDefaultsDomains(results.appDomainResults);
     counter += deleteFiles(results.appAdditionalPreferenceFiles);
     counter += deleteFiles(results.appCacheFiles);
@@ -100,11 +107,61 @@ QList<SVDefaultsDomain> Cleaning::domainsOfComponent(const SVOSComponent& compon
     return domains;
 }
 
-DeletionCounter Cleaning::cleanOSComponents(const QList<const SVOSComponent*>& components) {
+std::optional<DeletionCounter>
+Cleaning::cleanOSComponents(const QList<const SVOSComponent*>& components) {
+    // The backup looks at everything first; the deletions below then ask
+    // again, component by component, exactly as they did without a backup.
+    QStringList names;
+    QList<SVDefaultsDomain> domains;
+    QList<QUrl> files;
+    if (services_.backups) {
+        for (const SVOSComponent* component : components) {
+            names.append(component->name());
+            domains.append(domainsOfComponent(*component));
+            files.append(component->filesToDelete());
+        }
+    }
+    if (!backUpBeforeDeleting(CleaningBackup::Kind::Components, names.join(u", "_s), QString(),
+                              domains, files))
+        return std::nullopt;
     DeletionCounter counter;
     for (const SVOSComponent* component : components) {
         counter += cleanDefaultsDomains(domainsOfComponent(*component));
         counter += deleteFiles(component->filesToDelete());
     }
     return counter;
+}
+
+bool Cleaning::backUpBeforeDeleting(CleaningBackup::Kind kind, const QString& title,
+                                    const QString& identifier,
+                                    const QList<SVDefaultsDomain>& domains,
+                                    const QList<QUrl>& files) {
+    lastBackup_.reset();
+    refusedWithoutBackup_ = false;
+    CleaningBackupStore* store = services_.backups;
+    if (!store)
+        return true;
+    CleaningBackupCapture capture(services_.alerts, store->limits().bytesPerBackup,
+                                  store->folder());
+    capture.addDomains(domains);
+    capture.addFiles(files);
+    // Nothing that could be kept: there would be nothing to undo.
+    if (capture.keptNothing())
+        return true;
+    capture.content().backup.kind = kind;
+    capture.content().backup.title = title;
+    capture.content().backup.identifier = identifier;
+    QString error;
+    lastBackup_ = store->write(std::move(capture.content()), &error);
+    if (lastBackup_)
+        return true;
+    sv::log(u"Error writing the backup of a cleaning: %1"_s.arg(error));
+    const bool agreed = services_.alerts.confirm(
+        AlertKind::Warning, u"The Cleaning Could Not Be Backed Up"_s,
+        u"Sorvane keeps what a cleaning deletes so that the cleaning can be undone, but it could "
+        u"not write the backup (%1). If you clean anyway, what is deleted cannot be put back."_s
+            .arg(error),
+        u"Clean Anyway"_s);
+    refusedWithoutBackup_ = !agreed;
+    return agreed;
 }

@@ -108,6 +108,8 @@ public:
     // The folders the settings check examines.
     virtual QString userCheckFolder() const = 0;
     virtual QString systemCheckFolder() const = 0;
+    // Where the backups of cleanings are kept, among the user's own data.
+    virtual QString cleaningBackupsFolder() const = 0;
     // Checks the settings files below a folder: each checked file's path to
     // "OK" or its checker's message; nothing when the check could not run.
     // Work that needs root's rights goes through the helper. Blocks.
@@ -115,6 +117,13 @@ public:
                                                                       HelperOperations& helper) = 0;
     // Stops the running check early; it answers with what it checked so far.
     virtual void cancelCheck(HelperOperations& helper) = 0;
+
+    // What saving a package under a name not ending in ".Kolvane2" makes.
+    enum class SelfDeployingForm {
+        ApplicationBundle, // the self-deploying application bundle of the template
+        ExecutableFile,    // one program file that deploys the package appended to it
+    };
+    virtual SelfDeployingForm selfDeployingForm() const = 0;
 
     // The application a dropped or named URL is, as a package carries it;
     // nothing when the URL is not one with an identifier.

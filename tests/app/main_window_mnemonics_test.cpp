@@ -4,6 +4,7 @@
 // self-deploying package's window and the application chooser; the actions
 // of each menu share that menu's keys.
 #include "app/app_delegate.h"
+#include "app/cleaning_history_dialog.h"
 #include "app/main_window.h"
 #include "app/self_deploy_window.h"
 #include "app/sv_kolvane_packager.h"
@@ -134,6 +135,7 @@ TEST_F(Mnemonics, EveryWindowAndMenuGivesEachLetterToOneThing) {
                                 {tickedApplication(u"Editor"_s, u"com.example.Editor"_s)}, alerts,
                                 running);
     ApplicationChooser chooser({}, delegate.window);
+    CleaningHistoryDialog history(delegate.cleaningBackups(), delegate.window);
 
     // Every window alive is walked, so a dialog added later is walked too;
     // the ones built above must be among them.
@@ -155,7 +157,8 @@ TEST_F(Mnemonics, EveryWindowAndMenuGivesEachLetterToOneThing) {
                                 creation.progressSheet,
                                 deployment->window,
                                 &selfDeploy,
-                                &chooser};
+                                &chooser,
+                                &history};
     for (QWidget* expected : built)
         EXPECT_TRUE(walked.contains(expected)) << qPrintable(describe(expected));
     EXPECT_GE(menus, 5);

@@ -2,6 +2,7 @@
 
 #include "app_backup.h"
 #include "application_lookup.h"
+#include "backup_report.h"
 #include "command_line.h"
 #include "ctl_output.h"
 #include "ctl_session.h"
@@ -141,9 +142,9 @@ bool backUp(Cleaning& cleaning, const ApplicationLookup::Found& found, const QSt
 }
 
 int clean(const ApplicationLookup::Found& found, QList<Section>& sections, const QString& backup,
-          CtlSession& session) {
+          bool keepUndoBackup, CtlSession& session) {
     CtlOutput& out = session.out();
-    Cleaning cleaning(session.cleaningServices());
+    Cleaning cleaning(session.cleaningServices(keepUndoBackup));
     QJsonObject document = documentOf(found, sections, session);
     document.insert(u"dryRun"_s, false);
     out.line(found.heading());
@@ -151,6 +152,7 @@ int clean(const ApplicationLookup::Found& found, QList<Section>& sections, const
         return out.finish(kCommand, CtlOutput::kFailure, document);
     out.progress(u"Cleaning…"_s);
     const auto counter = cleaning.cleanAppPreferences(found.url, found.results);
+    BackupReport::afterCleaning(cleaning, session, document);
     if (!counter)
         return out.finish(kCommand, CtlOutput::kFailure, document);
     lookForLeftovers(sections, session);
@@ -171,12 +173,15 @@ int clean(const ApplicationLookup::Found& found, QList<Section>& sections, const
 } // namespace
 
 QString CleanCommand::help() {
-    return uR"(Usage: sorvanectl clean [--json] [--dry-run] [--backup FILE.Kolvane2] APP
+    return uR"(Usage: sorvanectl clean [--json] [--dry-run] [--backup FILE.Kolvane2]
+                        [--no-backup] APP
 
 Deletes what "sorvanectl search APP" lists: the application's defaults
 domains (the user's own with the defaults program, root's through the
 privileged helper), its preference files and its caches (directly, else
-through the helper). Refused while the application runs.
+through the helper). Refused while the application runs. What is deleted is
+first kept in a backup that "sorvanectl undo" restores; when that backup
+cannot be written, nothing is deleted.
 
   --dry-run        list what would be deleted, with the reasons; delete and
                    write nothing
@@ -185,6 +190,7 @@ through the helper). Refused while the application runs.
                    preference files; "sorvanectl package deploy FILE" undoes
                    the cleaning. Root's domains, caches and empty files are not
                    in it. Nothing is deleted when the backup cannot be written.
+  --no-backup      keep no backup for "sorvanectl undo" (nor ask for one)
 
 Each item is reported as deleted or still there, followed by the desktop
 application's summary of its counts.
@@ -196,7 +202,7 @@ wrong usage (APP naming no application or several, a bad backup name).)"_s;
 
 int CleanCommand::run(const QStringList& arguments, CtlSession& session) {
     CtlOutput& out = session.out();
-    CommandLine line({{u"--dry-run"_s}, {u"--backup"_s, true}});
+    CommandLine line({{u"--dry-run"_s}, {u"--backup"_s, true}, {u"--no-backup"_s}});
     if (!line.parse(arguments))
         return out.usage(kCommand, line.error());
     if (line.operands().size() != 1)
@@ -217,5 +223,5 @@ int CleanCommand::run(const QStringList& arguments, CtlSession& session) {
     if (line.isSet(u"--dry-run"_s))
         return dryRun(*found, sections, backup, session);
 
-    return clean(*found, sections, backup, session);
+    return clean(*found, sections, backup, !line.isSet(u"--no-backup"_s), session);
 }

@@ -1,5 +1,6 @@
 #include "components_command.h"
 
+#include "backup_report.h"
 #include "catalogues/sv_os_component.h"
 #include "command_line.h"
 #include "ctl_output.h"
@@ -73,7 +74,11 @@ void Plan::print(CtlOutput& out) const {
 int cleanPlans(const QList<const SVOSComponent*>& chosen, QList<Plan>& plans, Cleaning& cleaning,
                CtlSession& session, QJsonObject& document) {
     session.out().progress(u"Cleaning…"_s);
-    const DeletionCounter counter = cleaning.cleanOSComponents(chosen);
+    const std::optional<DeletionCounter> cleaned = cleaning.cleanOSComponents(chosen);
+    BackupReport::afterCleaning(cleaning, session, document);
+    if (!cleaned)
+        return CtlOutput::kFailure;
+    const DeletionCounter counter = *cleaned;
     LeftoverCheck check(session.helper());
     int status = CtlOutput::kSuccess;
     for (Plan& plan : plans) {
@@ -115,14 +120,17 @@ Exit status: 0, or 1 when the catalogue cannot be read.)"_s;
 }
 
 QString ComponentsCommand::cleanHelp() {
-    return uR"(Usage: sorvanectl components clean [--json] [--dry-run] NAME...
+    return uR"(Usage: sorvanectl components clean [--json] [--dry-run] [--no-backup] NAME...
 
 Resets the named components (names as "components list" shows them): every
 defaults domain matching the catalogue's domains is deleted (root's through
 the privileged helper) and every file of theirs. A restart is recommended
-afterwards; sorvanectl never restarts the machine.
+afterwards; sorvanectl never restarts the machine. What is deleted is first
+kept in a backup that "sorvanectl undo" restores; when that backup cannot be
+written, nothing is deleted.
 
-  --dry-run   list what would be deleted; delete nothing
+  --dry-run     list what would be deleted; delete nothing
+  --no-backup   keep no backup for "sorvanectl undo" (nor ask for one)
 
 Exit status: 0 when everything listed is gone (or after a dry run), 1 when
 something is still there, 2 on wrong usage (an unknown NAME).)"_s;
@@ -166,7 +174,7 @@ int ComponentsCommand::list(const QStringList& arguments, CtlSession& session) {
 
 int ComponentsCommand::clean(const QStringList& arguments, CtlSession& session) {
     CtlOutput& out = session.out();
-    CommandLine line(QList<CommandLine::Option>{{u"--dry-run"_s}});
+    CommandLine line(QList<CommandLine::Option>{{u"--dry-run"_s}, {u"--no-backup"_s}});
     if (!line.parse(arguments))
         return out.usage(kClean, line.error());
     if (line.operands().isEmpty())
@@ -185,7 +193,7 @@ int ComponentsCommand::clean(const QStringList& arguments, CtlSession& session) 
             chosen.append(&*it);
     }
     session.setWithoutHelper(u"root's domains are not found or deleted"_s);
-    Cleaning cleaning(session.cleaningServices());
+    Cleaning cleaning(session.cleaningServices(!line.isSet(u"--no-backup"_s)));
     QList<Plan> plans;
     for (const SVOSComponent* component : chosen)
         plans.append({component,
@@ -197,6 +205,8 @@ int ComponentsCommand::clean(const QStringList& arguments, CtlSession& session) 
     QJsonObject document{{u"dryRun"_s, dryRun}, {u"helper"_s, session.helperJson()}};
     const int status =
         dryRun ? CtlOutput::kSuccess : cleanPlans(chosen, plans, cleaning, session, document);
+    if (!dryRun && cleaning.refusedWithoutBackup())
+        return out.finish(kClean, status, document);
     if (dryRun)
         out.line(u"Dry run: nothing is deleted."_s);
     QJsonArray array;

@@ -33,9 +33,17 @@ DomainMatcher& CtlSession::matcher() {
     return *matcher_;
 }
 
-CleaningServices CtlSession::cleaningServices() {
+CleaningServices CtlSession::cleaningServices(bool keepBackups) {
     DomainMatcher& domainMatcher = matcher();
-    return CleaningServices{helper(), defaultsRunner_, domainMatcher, running(), alerts_};
+    return CleaningServices{helper(),  defaultsRunner_, domainMatcher,
+                            running(), alerts_,         keepBackups ? &backups() : nullptr};
+}
+
+CleaningBackupStore& CtlSession::backups() {
+    if (!backups_)
+        backups_ = std::make_unique<CleaningBackupStore>(
+            SettingsSystem::current().cleaningBackupsFolder());
+    return *backups_;
 }
 
 QJsonObject CtlSession::helperJson() {

@@ -2,6 +2,7 @@
 
 #include "stderr_alerts.h"
 #include "workflows/cleaning.h"
+#include "workflows/cleaning_backup_store.h"
 #include "workflows/system_services.h"
 
 #include <QJsonObject>
@@ -30,7 +31,10 @@ public:
     DomainMatcher& matcher();
     StderrAlerts& alerts() { return alerts_; }
     RunningApplicationQuery& running();
-    CleaningServices cleaningServices();
+    // With keepBackups, cleanings back up what they delete first.
+    CleaningServices cleaningServices(bool keepBackups = true);
+    // The store of the cleanings' backups of the chosen settings system.
+    CleaningBackupStore& backups();
 
     // {"reachable": bool, "problem": text}, for commands that asked.
     QJsonObject helperJson();
@@ -41,5 +45,6 @@ private:
     StderrAlerts alerts_;
     std::unique_ptr<HelperAccess> helper_;
     std::unique_ptr<DomainMatcher> matcher_;
+    std::unique_ptr<CleaningBackupStore> backups_;
     TaskMasterDomainRunner defaultsRunner_;
 };

@@ -32,6 +32,13 @@ std::optional<PackageCreator::Items> loadCatalogue(CtlOutput& out) {
     return items;
 }
 
+// Whether a self-deploying package is one executable file of any name, as
+// on the Linux desktop, rather than an ".app" bundle.
+bool savesExecutable() {
+    return SettingsSystem::current().selfDeployingForm() ==
+           SettingsSystem::SelfDeployingForm::ExecutableFile;
+}
+
 // The OUT of "package create"; a null path after a usage complaint.
 QString checkedOutput(const CommandLine& line, CtlOutput& out) {
     const QString given = line.value(u"-o"_s);
@@ -42,7 +49,7 @@ QString checkedOutput(const CommandLine& line, CtlOutput& out) {
     const QFileInfo info(given);
     const QString extension = sv::pathExtension(given);
     QString problem;
-    if (extension != package_keys::kExtension && extension != u"app"_s)
+    if (extension != package_keys::kExtension && extension != u"app"_s && !savesExecutable())
         problem = u"OUT must end in .Kolvane2 (a package file) or .app (a self-deploying "
                   u"application): %1"_s.arg(given);
     else if (info.exists() || info.isSymLink())
@@ -185,14 +192,19 @@ int PackageCommand::create(const QStringList& arguments, CtlSession& session) {
     const auto opened = PackageView::open(kCreate, output, session, &status);
     if (!opened)
         return out.finish(kCreate, CtlOutput::kFailure);
-    const bool application = sv::pathExtension(output) == u"app"_s;
-    out.line(u"Saved %1 %2"_s.arg(
-        application ? u"the self-deploying application"_s : u"the package"_s, output));
+    const bool selfDeploying = sv::pathExtension(output) != package_keys::kExtension;
+    const QString kind = !selfDeploying      ? u"package"_s
+                         : savesExecutable() ? u"executable"_s
+                                             : u"application"_s;
+    const QString what = kind == u"package"_s      ? u"the package"_s
+                         : kind == u"executable"_s ? u"the self-deploying package file"_s
+                                                   : u"the self-deploying application"_s;
+    out.line(u"Saved %1 %2"_s.arg(what, output));
     PackageView::print(out, opened->reader->systemSettings(), opened->reader->applications());
     QJsonObject document =
         PackageView::json(opened->reader->systemSettings(), opened->reader->applications());
     document.insert(u"output"_s, output);
-    document.insert(u"kind"_s, application ? u"application"_s : u"package"_s);
+    document.insert(u"kind"_s, kind);
     return out.finish(kCreate, CtlOutput::kSuccess, document);
 }
 
@@ -238,8 +250,11 @@ application bundle on a macOS home folder; on the Linux desktop a desktop
 entry (a .desktop file), its ID or its name, as "search" takes it.
   OUT ending in .Kolvane2   a package file
   OUT ending in .app        a self-deploying application carrying the package
-OUT must not exist yet. The saved package is read back and shown as
-"package inspect" shows it.
+                            (on a macOS home folder)
+On the Linux desktop any other OUT is a self-deploying package file: one
+program that deploys the package when run on another Linux desktop, which
+needs dconf but nothing of Sorvane. OUT must not exist yet. The saved
+package is read back and shown as "package inspect" shows it.
 
 Exit status: 0 when saved, 1 when nothing could be captured or saving
 failed, 2 on wrong usage.)"_s;

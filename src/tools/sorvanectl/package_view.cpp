@@ -3,13 +3,16 @@
 #include "ctl_output.h"
 #include "ctl_session.h"
 #include "packager/package_keys.h"
+#include "packager/self_deploying_executable.h"
 #include "platform/bundle.h"
 #include "platform/plist_text_format.h"
 #include "util/path_utils.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 
@@ -67,11 +70,29 @@ std::optional<PackageView::Opened> PackageView::open(const QString& command,
                 command, argument));
         return std::nullopt;
     }
-    const bool rightType = sv::pathExtension(opened.file) == package_keys::kExtension;
+    // A self-deploying package file carries its package at its end; the
+    // reader gets a copy under a package file's name.
+    std::optional<QTemporaryDir> scratch;
+    QString read = opened.file;
+    const auto appended = sv::pathExtension(opened.file) == package_keys::kExtension
+                              ? std::nullopt
+                              : SelfDeployingExecutable::packageIn(opened.file);
+    if (appended) {
+        scratch.emplace();
+        read = scratch->filePath(u"Package."_s + package_keys::kExtension);
+        QFile copy(read);
+        if (!scratch->isValid() || !copy.open(QIODevice::WriteOnly) ||
+            copy.write(*appended) != appended->size()) {
+            out.complain(u"%1: the package inside %2 cannot be read"_s.arg(command, argument));
+            *status = CtlOutput::kFailure;
+            return std::nullopt;
+        }
+    }
+    const bool rightType = sv::pathExtension(read) == package_keys::kExtension;
     opened.reader =
         std::make_unique<PackageReader>(session.alerts(), Bundle::mainBundle().version());
     // The reader says what is wrong, in the desktop application's words.
-    if (!opened.reader->initWithKolvaneUrl(QUrl::fromLocalFile(opened.file))) {
+    if (!opened.reader->initWithKolvaneUrl(QUrl::fromLocalFile(read))) {
         *status = rightType ? CtlOutput::kFailure : CtlOutput::kUsage;
         return std::nullopt;
     }

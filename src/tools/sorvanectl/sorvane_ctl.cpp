@@ -10,6 +10,7 @@
 #include "package_command.h"
 #include "package_deploy_command.h"
 #include "search_command.h"
+#include "undo_command.h"
 
 #include <QLoggingCategory>
 
@@ -63,11 +64,13 @@ home folder.
 Commands:
   search APP                       an application's domains, preference files
                                    and caches, each with why it matched
-  clean APP [--dry-run] [--backup FILE.Kolvane2]
+  clean APP [--dry-run] [--backup FILE.Kolvane2] [--no-backup]
                                    reset an application
   components list                  the operating-system components
-  components clean NAME... [--dry-run]
+  components clean NAME... [--dry-run] [--no-backup]
                                    reset components
+  undo [ID | --list | --discard ID]
+                                   put back what a cleaning deleted
   check [--user | --system | FOLDER] [--delete]
                                    find (and delete) damaged property lists
   package components               what a package can capture
@@ -99,6 +102,8 @@ QString SorvaneCtl::helpFor(const QStringList& words) {
         return CleanCommand::help();
     if (command == u"check"_s)
         return CheckCommand::help();
+    if (command == u"undo"_s)
+        return UndoCommand::help();
     if (command == u"components"_s)
         return sub == u"list"_s    ? ComponentsCommand::listHelp()
                : sub == u"clean"_s ? ComponentsCommand::cleanHelp()
@@ -145,6 +150,8 @@ int SorvaneCtl::run(const QStringList& givenArguments) {
         return CheckCommand::run(rest, session);
     if (command == u"package"_s)
         return PackageCommand::run(rest, session);
+    if (command == u"undo"_s)
+        return UndoCommand::run(rest, session);
     return out.usage(QString(), command.isEmpty() ? u"name a command"_s
                                                   : u"unknown command %1"_s.arg(command));
 }

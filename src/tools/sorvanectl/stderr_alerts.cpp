@@ -14,3 +14,12 @@ void StderrAlerts::showAlert(const QString& message, const QString& informative)
     else
         out_.complain(message + u": "_s + informative);
 }
+
+bool StderrAlerts::confirm(AlertKind kind, const QString& message, const QString& informative,
+                           const QString& agreeButton) {
+    Q_UNUSED(kind);
+    Q_UNUSED(agreeButton);
+    showAlert(message, informative);
+    ++refused_;
+    return false;
+}

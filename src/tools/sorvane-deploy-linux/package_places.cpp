@@ -1,0 +1,132 @@
+#include "package_places.h"
+
+#include <algorithm>
+
+namespace selfdeploy {
+
+namespace {
+
+constexpr const char* kFlatpakPrefix = "flatpak:";
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::string::size_type start = 0;
+    while (true) {
+        const std::string::size_type end = text.find(separator, start);
+        parts.push_back(text.substr(start, end - start));
+        if (end == std::string::npos)
+            return parts;
+        start = end + 1;
+    }
+}
+
+// Control characters have no place in a file or dconf name, and a NUL would
+// cut the name short on its way to the system.
+bool hasControlCharacter(const std::string& text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
+bool isPlainName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+           !hasControlCharacter(name);
+}
+
+std::optional<std::string> unescaped(const std::string& component) {
+    std::string plain;
+    for (std::string::size_type i = 0; i < component.size(); ++i) {
+        if (component[i] != '%') {
+            plain += component[i];
+            continue;
+        }
+        const std::string code = component.substr(i + 1, 2);
+        if (code == "25")
+            plain += '%';
+        else if (code == "2E" || code == "2e")
+            plain += '.';
+        else
+            return std::nullopt;
+        i += 2;
+    }
+    return plain;
+}
+
+std::string trimmed(const std::string& line) {
+    const auto begin = line.find_first_not_of(" \t\r");
+    if (begin == std::string::npos)
+        return {};
+    return line.substr(begin, line.find_last_not_of(" \t\r") - begin + 1);
+}
+
+bool isKeyLine(const std::string& line) {
+    const auto equals = line.find('=');
+    return equals != std::string::npos && !trimmed(line.substr(0, equals)).empty();
+}
+
+} // namespace
+
+std::optional<PackagePlaces::Components> PackagePlaces::homeComponents(const std::string& stored) {
+    if (stored.rfind("~/", 0) != 0)
+        return std::nullopt;
+    const Components components = split(stored.substr(2), '/');
+    if (!std::all_of(components.begin(), components.end(), isPlainName))
+        return std::nullopt;
+    return components;
+}
+
+std::string PackagePlaces::dconfDirectoryOf(const std::string& domain) {
+    // Every name with the prefix is a Flatpak store's, valid or not.
+    if (domain.empty() || hasControlCharacter(domain) || domain.rfind(kFlatpakPrefix, 0) == 0)
+        return {};
+    std::string directory = "/";
+    for (const std::string& component : split(domain, '.')) {
+        const std::optional<std::string> plain = unescaped(component);
+        if (!plain || plain->empty() || plain->find('/') != std::string::npos)
+            return {};
+        directory += *plain + '/';
+    }
+    return directory;
+}
+
+std::optional<PackagePlaces::Components>
+PackagePlaces::flatpakKeyfileOf(const std::string& domain) {
+    if (domain.rfind(kFlatpakPrefix, 0) != 0)
+        return std::nullopt;
+    const std::string id = domain.substr(std::string(kFlatpakPrefix).size());
+    // Flatpak IDs are reverse-DNS names, never hidden files.
+    if (!isPlainName(id) || id.front() == '.' || id.find('.') == std::string::npos)
+        return std::nullopt;
+    return Components{".var", "app", id, "config", "glib-2.0", "settings", "keyfile"};
+}
+
+bool PackagePlaces::isKeyFileText(const std::string& text) {
+    if (text.find('\0') != std::string::npos)
+        return false;
+    bool inGroup = false;
+    for (const std::string& raw : split(text, '\n')) {
+        const std::string line = trimmed(raw);
+        if (line.empty() || line.front() == '#')
+            continue;
+        const bool group = line.size() > 2 && line.front() == '[' && line.back() == ']';
+        // A key file's first entry is a group.
+        if (!group && !(inGroup && isKeyLine(line)))
+            return false;
+        inGroup = inGroup || group;
+    }
+    return true;
+}
+
+std::size_t PackagePlaces::keyCount(const std::string& text) {
+    std::size_t count = 0;
+    bool inGroup = false;
+    for (const std::string& raw : split(text, '\n')) {
+        const std::string line = trimmed(raw);
+        if (!line.empty() && line.front() == '[')
+            inGroup = true;
+        else if (inGroup && !line.empty() && line.front() != '#' && isKeyLine(line))
+            ++count;
+    }
+    return count;
+}
+
+} // namespace selfdeploy
