@@ -1,5 +1,6 @@
 #include "linux/dconf_domains.h"
 
+#include "linux/dconf_names.h"
 #include "linux/dconf_store.h"
 #include "util/like_matcher.h"
 #include "util/logging.h"
@@ -67,11 +68,11 @@ bool failed(const std::string& problem, QString* error) {
 } // namespace
 
 QString DconfDomains::pathOfDomain(const QString& domain) {
-    return qString(DconfStore::pathOfDomain(stdString(domain)));
+    return qString(DconfNames::pathOfDomain(stdString(domain)));
 }
 
 QString DconfDomains::domainOfPath(const QString& path) {
-    return qString(DconfStore::domainOfPath(stdString(path)));
+    return qString(DconfNames::domainOfPath(stdString(path)));
 }
 
 QStringList DconfDomains::matches(const QStringList& domains, const QString& pattern) {

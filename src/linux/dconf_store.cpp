@@ -1,5 +1,7 @@
 #include "linux/dconf_store.h"
 
+#include "linux/dconf_names.h"
+
 #include <dconf.h>
 
 #include <algorithm>
@@ -61,39 +63,6 @@ std::vector<std::string> split(const std::string& text, char separator) {
 }
 
 // --- names ---------------------------------------------------------------
-
-std::string escapeComponent(const std::string& component) {
-    std::string escaped;
-    for (const char c : component) {
-        if (c == '%')
-            escaped += "%25";
-        else if (c == '.')
-            escaped += "%2E";
-        else
-            escaped += c;
-    }
-    return escaped;
-}
-
-// Undoes escapeComponent; nothing for a "%" that is not one of its escapes.
-std::optional<std::string> unescapeComponent(const std::string& component) {
-    std::string plain;
-    for (std::string::size_type i = 0; i < component.size(); ++i) {
-        if (component[i] != '%') {
-            plain += component[i];
-            continue;
-        }
-        const std::string code = component.substr(i + 1, 2);
-        if (code == "25")
-            plain += '%';
-        else if (code == "2E" || code == "2e")
-            plain += '.';
-        else
-            return std::nullopt;
-        i += 2;
-    }
-    return plain;
-}
 
 // --- reading -------------------------------------------------------------
 
@@ -207,7 +176,7 @@ void collectDomains(DConfClient* client, const std::string& dir,
             holdsUserValue = userValue(client, dir + entry) != nullptr;
     }
     if (holdsUserValue && dir != "/")
-        domains->push_back(DconfStore::domainOfPath(dir));
+        domains->push_back(DconfNames::domainOfPath(dir));
 }
 
 // Every key below dir that holds a user value.
@@ -383,33 +352,6 @@ void resetOtherUserKeys(DConfClient* client, DConfChangeset* changes, const std:
 
 } // namespace
 
-std::string DconfStore::pathOfDomain(const std::string& domain) {
-    if (domain.empty())
-        return {};
-    std::string path = "/";
-    for (const std::string& component : split(domain, '.')) {
-        const std::optional<std::string> plain = unescapeComponent(component);
-        if (!plain || plain->empty() || plain->find('/') != std::string::npos)
-            return {};
-        path += *plain + '/';
-    }
-    return path;
-}
-
-std::string DconfStore::domainOfPath(const std::string& path) {
-    if (path.size() < 3 || path.front() != '/' || path.back() != '/')
-        return {};
-    std::string domain;
-    for (const std::string& component : split(path.substr(1, path.size() - 2), '/')) {
-        if (component.empty())
-            return {};
-        if (!domain.empty())
-            domain += '.';
-        domain += escapeComponent(component);
-    }
-    return domain;
-}
-
 std::optional<std::vector<std::string>> DconfStore::userDomains(std::string* problem) {
     const std::optional<Client> client = openClient(problem);
     if (!client)
@@ -421,7 +363,7 @@ std::optional<std::vector<std::string>> DconfStore::userDomains(std::string* pro
 }
 
 std::optional<std::string> DconfStore::read(const std::string& domain, std::string* problem) {
-    const std::string path = pathOfDomain(domain);
+    const std::string path = DconfNames::pathOfDomain(domain);
     if (path.empty()) {
         fail(problem, domain + " is not a dconf domain");
         return std::nullopt;
@@ -436,7 +378,7 @@ std::optional<std::string> DconfStore::read(const std::string& domain, std::stri
 }
 
 bool DconfStore::write(const std::string& domain, const std::string& text, std::string* error) {
-    const std::string dir = pathOfDomain(domain);
+    const std::string dir = DconfNames::pathOfDomain(domain);
     if (dir.empty())
         return fail(error, domain + " is not a dconf domain");
     const Changeset changes(dconf_changeset_new());
@@ -456,7 +398,7 @@ bool DconfStore::write(const std::string& domain, const std::string& text, std::
 }
 
 bool DconfStore::remove(const std::string& domain, std::string* error) {
-    const std::string path = pathOfDomain(domain);
+    const std::string path = DconfNames::pathOfDomain(domain);
     if (path.empty())
         return fail(error, domain + " is not a dconf domain");
     const Client client(dconf_client_new());

@@ -1,5 +1,6 @@
 #include "linux_defaults_command.h"
 
+#include "linux/dconf_names.h"
 #include "linux/dconf_store.h"
 #include "linux/flatpak_settings_keyfile.h"
 
@@ -24,7 +25,7 @@ Result success(const std::string& output = {}) {
 // falls through to a dconf directory of that name.
 bool isDomain(const std::string& name) {
     return FlatpakSettingsKeyfile::hasPrefix(name) ? FlatpakSettingsKeyfile::isDomain(name)
-                                                   : !DconfStore::pathOfDomain(name).empty();
+                                                   : !DconfNames::pathOfDomain(name).empty();
 }
 
 Result domains() {

@@ -1,5 +1,7 @@
 #include "package_places.h"
 
+#include "linux/dconf_names.h"
+
 #include <algorithm>
 
 namespace selfdeploy {
@@ -32,25 +34,6 @@ bool isPlainName(const std::string& name) {
            !hasControlCharacter(name);
 }
 
-std::optional<std::string> unescaped(const std::string& component) {
-    std::string plain;
-    for (std::string::size_type i = 0; i < component.size(); ++i) {
-        if (component[i] != '%') {
-            plain += component[i];
-            continue;
-        }
-        const std::string code = component.substr(i + 1, 2);
-        if (code == "25")
-            plain += '%';
-        else if (code == "2E" || code == "2e")
-            plain += '.';
-        else
-            return std::nullopt;
-        i += 2;
-    }
-    return plain;
-}
-
 std::string trimmed(const std::string& line) {
     const auto begin = line.find_first_not_of(" \t\r");
     if (begin == std::string::npos)
@@ -78,14 +61,7 @@ std::string PackagePlaces::dconfDirectoryOf(const std::string& domain) {
     // Every name with the prefix is a Flatpak store's, valid or not.
     if (domain.empty() || hasControlCharacter(domain) || domain.rfind(kFlatpakPrefix, 0) == 0)
         return {};
-    std::string directory = "/";
-    for (const std::string& component : split(domain, '.')) {
-        const std::optional<std::string> plain = unescaped(component);
-        if (!plain || plain->empty() || plain->find('/') != std::string::npos)
-            return {};
-        directory += *plain + '/';
-    }
-    return directory;
+    return DconfNames::pathOfDomain(domain);
 }
 
 std::optional<PackagePlaces::Components>
