@@ -4,6 +4,7 @@
 // restoring the backup gives back every value with its type (read back with
 // the real dconf program) and every file byte for byte with its mode.
 #include "dconf_fixture.h"
+#include "dconf_value_kinds.h"
 
 #include "catalogues/sv_os_component.h"
 #include "linux/dconf_domain_matcher.h"
@@ -29,25 +30,7 @@ namespace {
 
 const QString kNotes = u"/org/example/Notes/"_s;
 
-// Every kind of value dconf stores, as "dconf write" takes and "dconf read"
-// prints it.
-const QList<QPair<QString, QString>> kValues = {
-    {u"title"_s, u"'two\\nlines with \\'quotes\\''"_s},
-    {u"count"_s, u"-7"_s},
-    {u"small"_s, u"byte 0x07"_s},
-    {u"short"_s, u"int16 -300"_s},
-    {u"ushort"_s, u"uint16 65535"_s},
-    {u"big"_s, u"int64 -5000000000"_s},
-    {u"ubig"_s, u"uint64 18446744073709551615"_s},
-    {u"unsigned"_s, u"uint32 4000000000"_s},
-    {u"ratio"_s, u"0.25"_s},
-    {u"on"_s, u"true"_s},
-    {u"names"_s, u"['a', 'b']"_s},
-    {u"empty"_s, u"@as []"_s},
-    {u"window/geometry"_s, u"(10, 20, uint16 300)"_s},
-    {u"window/tags"_s, u"{'a': <byte 0x01>, 'b': <'x'>}"_s},
-    {u"window/maybe"_s, u"@mi 5"_s},
-};
+const QList<QPair<QString, QString>>& kValues = dconfValueKinds();
 
 const QString kBeside = u"/org/example/Other/kept"_s;
 

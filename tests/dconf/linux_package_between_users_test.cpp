@@ -3,6 +3,7 @@
 // user has a home, XDG folders and a session bus of their own, and their
 // values are set and read back with the real dconf program.
 #include "dconf_bus.h"
+#include "dconf_value_kinds.h"
 #include "scoped_environment.h"
 
 #include <QCoreApplication>
@@ -22,25 +23,7 @@ namespace {
 const QString kNotes = u"/org/example/Notes/"_s;
 const QString kSketch = u"/org/example/Sketch/"_s;
 
-// Every kind of value dconf stores, as "dconf write" takes and "dconf read"
-// prints it.
-const QList<QPair<QString, QString>> kValues = {
-    {u"title"_s, u"'two\\nlines with \\'quotes\\''"_s},
-    {u"count"_s, u"-7"_s},
-    {u"small"_s, u"byte 0x07"_s},
-    {u"short"_s, u"int16 -300"_s},
-    {u"ushort"_s, u"uint16 65535"_s},
-    {u"big"_s, u"int64 -5000000000"_s},
-    {u"ubig"_s, u"uint64 18446744073709551615"_s},
-    {u"unsigned"_s, u"uint32 4000000000"_s},
-    {u"ratio"_s, u"0.25"_s},
-    {u"on"_s, u"true"_s},
-    {u"names"_s, u"['a', 'b']"_s},
-    {u"empty"_s, u"@as []"_s},
-    {u"window/geometry"_s, u"(10, 20, uint16 300)"_s},
-    {u"window/tags"_s, u"{'a': <byte 0x01>, 'b': <'x'>}"_s},
-    {u"window/maybe"_s, u"@mi 5"_s},
-};
+const QList<QPair<QString, QString>>& kValues = dconfValueKinds();
 
 void writeFile(const QString& path, const QByteArray& content) {
     QDir().mkpath(QFileInfo(path).path());
@@ -211,7 +194,7 @@ TEST_F(LinuxPackageBetweenUsers, EveryValueArrivesWithItsType) {
     EXPECT_TRUE(user->dump(kSketch).contains(u"pen='round'"_s));
     for (const auto& [key, value] : kValues) {
         // dconf prints strings with its own quoting.
-        if (key == u"title"_s)
+        if (value.startsWith(u'\''))
             continue;
         EXPECT_EQ(user->dconf({u"read"_s, kNotes + key}).out.trimmed(), value) << key.toStdString();
     }
