@@ -225,16 +225,22 @@ LinuxDesktop::valuesOfSettingsText(const QString& text) const {
     return DconfDomains::valuesOfText(text);
 }
 
-std::optional<SettingsSystem::DomainValues>
-LinuxDesktop::userDomainValues(const QString& domain) const {
+std::optional<QString> LinuxDesktop::userDomainSettingsText(const QString& domain) const {
     std::optional<QString> text;
     if (!FlatpakSettingsKeyfile::hasPrefix(domain.toStdString()))
         text = DconfDomains().read(domain);
     else if (const auto store = FlatpakSettingsKeyfile::read(domain.toStdString()))
         text = QString::fromStdString(*store);
+    // An empty domain is no domain: dconf keeps no directory without values.
     if (!text || text->isEmpty())
         return std::nullopt;
-    return DconfDomains::valuesOfText(*text);
+    return text;
+}
+
+std::optional<SettingsSystem::DomainValues>
+LinuxDesktop::userDomainValues(const QString& domain) const {
+    const std::optional<QString> text = userDomainSettingsText(domain);
+    return text ? DconfDomains::valuesOfText(*text) : std::nullopt;
 }
 
 std::optional<PackagedApplication> LinuxDesktop::applicationToPack(const QUrl& url) const {

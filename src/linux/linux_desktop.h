@@ -61,6 +61,7 @@ public:
     std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // dconf key-file text; values by key path below the domain.
     std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
+    std::optional<QString> userDomainSettingsText(const QString& domain) const override;
     std::optional<DomainValues> userDomainValues(const QString& domain) const override;
 
 private:

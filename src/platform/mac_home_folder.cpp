@@ -187,6 +187,15 @@ MacHomeFolder::valuesOfSettingsText(const QString& text) const {
     return valuesOf(PlistTextFormat::parse(text, &error));
 }
 
+std::optional<QString> MacHomeFolder::userDomainSettingsText(const QString& domain) const {
+    QString error;
+    const PlistValue contents =
+        DefaultsStore(LibraryFolders::homeFolder()).readDomain(domain, &error);
+    if (!contents.isValid())
+        return std::nullopt;
+    return PlistTextFormat::write(contents);
+}
+
 std::optional<SettingsSystem::DomainValues>
 MacHomeFolder::userDomainValues(const QString& domain) const {
     const DefaultsStore store(LibraryFolders::homeFolder());

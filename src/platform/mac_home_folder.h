@@ -39,6 +39,7 @@ public:
     std::optional<PackagedApplication> applicationToPack(const QUrl& url) const override;
     // Property-list text; each top-level key's value as a binary property list.
     std::optional<DomainValues> valuesOfSettingsText(const QString& text) const override;
+    std::optional<QString> userDomainSettingsText(const QString& domain) const override;
     std::optional<DomainValues> userDomainValues(const QString& domain) const override;
 
 private:

@@ -141,8 +141,7 @@ bool Cleaning::backUpBeforeDeleting(CleaningBackup::Kind kind, const QString& ti
     CleaningBackupStore* store = services_.backups;
     if (!store)
         return true;
-    CleaningBackupCapture capture(services_.alerts, store->limits().bytesPerBackup,
-                                  store->folder());
+    CleaningBackupCapture capture(store->limits().bytesPerBackup, store->folder());
     capture.addDomains(domains);
     capture.addFiles(files);
     // Nothing that could be kept: there would be nothing to undo.

@@ -1,15 +1,12 @@
 #include "workflows/cleaning_backup_capture.h"
 
-#include "packager/package_creator.h"
 #include "platform/directory_listing.h"
 #include "platform/library_folders.h"
 #include "util/path_utils.h"
+#include "workflows/settings_system.h"
 
 #include <QDir>
 #include <QFile>
-#include <QThread>
-#include <QThreadPool>
-#include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
 #include <cerrno>
@@ -75,10 +72,8 @@ std::optional<QByteArray> readWhole(const QString& path, QString* error) {
 
 } // namespace
 
-CleaningBackupCapture::CleaningBackupCapture(AlertPresenter& alerts, qint64 byteBound,
-                                             QString excludedFolder)
-    : alerts_(alerts)
-    , byteBound_(byteBound)
+CleaningBackupCapture::CleaningBackupCapture(qint64 byteBound, QString excludedFolder)
+    : byteBound_(byteBound)
     , excludedFolder_(std::move(excludedFolder)) {}
 
 QString CleaningBackupCapture::storedPathOf(const QString& path) {
@@ -104,18 +99,12 @@ void CleaningBackupCapture::addDomains(const QList<SVDefaultsDomain>& domains) {
         else if (!content_.prefs.contains(domain.domain()))
             toRead.append(domain);
     }
-    // Each read is a child process that spends much of its life starting:
-    // reading several at once, more than there are cores, keeps a cleaning of
-    // many domains from doubling in time.
-    QThreadPool readers;
-    readers.setMaxThreadCount(std::max(4, 2 * QThread::idealThreadCount()));
-    AlertPresenter& alerts = alerts_;
-    const QList<std::optional<QString>> texts =
-        QtConcurrent::blockingMapped<QList<std::optional<QString>>>(
-            &readers, toRead, [&alerts](const SVDefaultsDomain& domain) {
-                PackageCreator creator(nullptr, alerts);
-                return creator.plistForDomain(domain.domain());
-            });
+    // Read in this process, in the very form the defaults program prints:
+    // a child process per domain would cost as much as the deletion after it.
+    const SettingsSystem& system = SettingsSystem::current();
+    QList<std::optional<QString>> texts;
+    for (const SVDefaultsDomain& domain : std::as_const(toRead))
+        texts.append(system.userDomainSettingsText(domain.domain()));
     for (qsizetype i = 0; i < toRead.size(); ++i) {
         const QString& name = toRead.at(i).domain();
         if (texts.at(i) && !texts.at(i)->isEmpty()) {
@@ -124,7 +113,7 @@ void CleaningBackupCapture::addDomains(const QList<SVDefaultsDomain>& domains) {
         }
         for (CleaningBackup::Domain& domain : content_.backup.domains) {
             if (domain.domain == name && domain.authLevel == 0)
-                domain.problem = u"the defaults program could not read it"_s;
+                domain.problem = u"it could not be read"_s;
         }
     }
 }

@@ -11,8 +11,6 @@
 #include <QUrl>
 #include <QVariantMap>
 
-class AlertPresenter;
-
 // Reads what a cleaning is about to delete into the content of one backup:
 // the user's own domains through the defaults program, exactly as the
 // packager captures them, and everything below each file, folder or link,
@@ -29,9 +27,9 @@ public:
 
     // Paths at or below excludedFolder (the backups' own folder) are passed
     // over, so that a backup never holds backups.
-    CleaningBackupCapture(AlertPresenter& alerts, qint64 byteBound, QString excludedFolder);
+    CleaningBackupCapture(qint64 byteBound, QString excludedFolder);
 
-    // Each domain once, in order; the reads run side by side.
+    // Each domain once, in order, read by the settings system in this process.
     void addDomains(const QList<SVDefaultsDomain>& domains);
     // Each path once: one already inside a captured folder is passed over.
     void addFiles(const QList<QUrl>& files);
@@ -51,7 +49,6 @@ private:
     void addFile(const QString& path, CleaningBackup::Item& item);
     bool isCaptured(const QString& path) const;
 
-    AlertPresenter& alerts_;
     qint64 byteBound_;
     QString excludedFolder_;
     Content content_;

@@ -138,6 +138,10 @@ public:
     // (what "defaults read" printed and "defaults write" takes); nothing when
     // the text cannot be read.
     virtual std::optional<DomainValues> valuesOfSettingsText(const QString& text) const = 0;
+    // The user's own domain as its captured settings text, exactly as the
+    // defaults program's "read" prints it, read in this process; nothing when
+    // there is no such domain or it cannot be read.
+    virtual std::optional<QString> userDomainSettingsText(const QString& domain) const = 0;
     // The values the user's own domain holds now; nothing when there is no
     // such domain or it cannot be read.
     virtual std::optional<DomainValues> userDomainValues(const QString& domain) const = 0;

@@ -89,7 +89,7 @@ protected:
 
 TEST_F(CleaningBackupTest, CaptureKeepsFoldersWholeAndNamesWhatItCannotKeep) {
     const QString tool = makeTool();
-    CleaningBackupCapture capture(alerts, 200, storeFolder);
+    CleaningBackupCapture capture(200, storeFolder);
     capture.addDomains({{u"root.domain"_s, 1}, {u"root.domain"_s, 1}});
     capture.addFiles({QUrl::fromLocalFile(tool), QUrl::fromLocalFile(tool + u"/a.cfg"_s),
                       QUrl::fromLocalFile(sandbox.homePath(u".config/missing"_s)),
@@ -122,7 +122,7 @@ TEST_F(CleaningBackupTest, CaptureKeepsFoldersWholeAndNamesWhatItCannotKeep) {
 
 TEST_F(CleaningBackupTest, IndexReadsBackWhatItWrote) {
     const QString tool = makeTool();
-    CleaningBackupCapture capture(alerts, 200, storeFolder);
+    CleaningBackupCapture capture(200, storeFolder);
     capture.addDomains({{u"root.domain"_s, 1}});
     capture.addFiles({QUrl::fromLocalFile(tool)});
     capture.content().backup.title = u"Tool"_s;
@@ -161,7 +161,7 @@ TEST_P(Pruning, KeepsTheNewest) {
     for (int i = 0; i < c.backups; ++i) {
         const QString file =
             sandbox.makeFile(sandbox.homePath(u"f%1"_s.arg(i)), QByteArray(10000, char('a' + i)));
-        CleaningBackupCapture capture(alerts, backups.limits().bytesPerBackup, backups.folder());
+        CleaningBackupCapture capture(backups.limits().bytesPerBackup, backups.folder());
         capture.addFiles({QUrl::fromLocalFile(file)});
         QString error;
         const auto backup = backups.write(capture.content(), &error);
