@@ -28,6 +28,8 @@ PACKAGES=(
     # fake polkit, fuzzing sanitizers, packing tools
     libgtest-dev libgmock-dev libbenchmark-dev dbus-daemon python3-dbus python3-dbusmock
     clang libclang-rt-14-dev unzip zip
+    # systemd-analyze scores the helper's unit (nothing of systemd is started)
+    systemd
 )
 # Only the benchmarks compare against these peers.
 BENCH_PACKAGES=(gnustep-base-runtime hyperfine xvfb libxml2-utils desktop-file-utils)
