@@ -1,21 +1,11 @@
 #include "linux/dconf_names.h"
 
+#include "util/plain_text.h"
+
 #include <optional>
 #include <vector>
 
 namespace {
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::string::size_type start = 0;
-    while (true) {
-        const std::string::size_type end = text.find(separator, start);
-        parts.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return parts;
-        start = end + 1;
-    }
-}
 
 std::string escapeComponent(const std::string& component) {
     std::string escaped;
@@ -56,7 +46,7 @@ std::string DconfNames::pathOfDomain(const std::string& domain) {
     if (domain.empty())
         return {};
     std::string path = "/";
-    for (const std::string& component : split(domain, '.')) {
+    for (const std::string& component : sv::plain::split(domain, '.')) {
         const std::optional<std::string> plain = unescapeComponent(component);
         if (!plain || plain->empty() || plain->find('/') != std::string::npos)
             return {};
@@ -69,7 +59,7 @@ std::string DconfNames::domainOfPath(const std::string& path) {
     if (path.size() < 3 || path.front() != '/' || path.back() != '/')
         return {};
     std::string domain;
-    for (const std::string& component : split(path.substr(1, path.size() - 2), '/')) {
+    for (const std::string& component : sv::plain::split(path.substr(1, path.size() - 2), '/')) {
         if (component.empty())
             return {};
         if (!domain.empty())

@@ -1,6 +1,7 @@
 #include "linux/dconf_store.h"
 
 #include "linux/dconf_names.h"
+#include "util/plain_text.h"
 
 #include <dconf.h>
 
@@ -50,18 +51,6 @@ bool fail(std::string* error, const std::string& message) {
     return false;
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::string::size_type start = 0;
-    while (true) {
-        const std::string::size_type end = text.find(separator, start);
-        parts.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return parts;
-        start = end + 1;
-    }
-}
-
 // --- names ---------------------------------------------------------------
 
 // --- reading -------------------------------------------------------------
@@ -79,7 +68,7 @@ std::vector<std::string> profileFolders() {
     const char* variable = std::getenv("XDG_DATA_DIRS");
     const std::string dataFolders =
         variable && *variable ? variable : "/usr/local/share:/usr/share";
-    for (const std::string& folder : split(dataFolders, ':')) {
+    for (const std::string& folder : sv::plain::split(dataFolders, ':')) {
         if (!folder.empty())
             folders.push_back(folder + "/dconf/profile");
     }
@@ -191,26 +180,19 @@ void collectUserKeys(DConfClient* client, const std::string& dir, std::vector<st
 
 // --- writing -------------------------------------------------------------
 
-std::string trimmed(const std::string& text) {
-    const auto begin = text.find_first_not_of(" \t\r");
-    if (begin == std::string::npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
-}
-
 // The line (from 1) where the key file sets group/key; 0 when not found. A
 // key set twice keeps its last value, so the last line counts.
 int lineOfKey(const std::string& text, const std::string& group, const std::string& key) {
-    const std::vector<std::string> lines = split(text, '\n');
+    const std::vector<std::string> lines = sv::plain::split(text, '\n');
     std::string currentGroup;
     int found = 0;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string line = trimmed(lines[i]);
+        const std::string line = sv::plain::trimmed(lines[i]);
         const auto equals = line.find('=');
         if (line.size() >= 2 && line.front() == '[' && line.back() == ']')
             currentGroup = line.substr(1, line.size() - 2);
         else if (!line.empty() && line.front() != '#' && equals != std::string::npos &&
-                 currentGroup == group && trimmed(line.substr(0, equals)) == key)
+                 currentGroup == group && sv::plain::trimmed(line.substr(0, equals)) == key)
             found = int(i) + 1;
     }
     return found;

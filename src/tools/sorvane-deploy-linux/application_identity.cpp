@@ -1,6 +1,7 @@
 #include "application_identity.h"
 
 #include "text_files.h"
+#include "util/plain_text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -106,7 +107,7 @@ std::vector<std::string> applicationFolders() {
         folders.push_back(std::string(home) + "/.local/share");
     const char* dataDirs = std::getenv("XDG_DATA_DIRS");
     for (const std::string& folder :
-         TextFiles::split(dataDirs && *dataDirs ? dataDirs : "/usr/local/share:/usr/share", ':')) {
+         sv::plain::split(dataDirs && *dataDirs ? dataDirs : "/usr/local/share:/usr/share", ':')) {
         if (!folder.empty() && folder.front() == '/')
             folders.push_back(folder);
     }
@@ -145,8 +146,8 @@ ApplicationIdentity ApplicationIdentity::ofEntryText(const std::string& text,
     ApplicationIdentity identity;
     bool inEntry = false;
     std::string exec, tryExec, flatpak;
-    for (const std::string& raw : TextFiles::split(text, '\n')) {
-        const std::string line = TextFiles::trimmed(raw);
+    for (const std::string& raw : sv::plain::split(text, '\n')) {
+        const std::string line = sv::plain::trimmed(raw);
         if (!line.empty() && line.front() == '[') {
             inEntry = line == "[Desktop Entry]";
             continue;
@@ -154,8 +155,8 @@ ApplicationIdentity ApplicationIdentity::ofEntryText(const std::string& text,
         const auto equals = line.find('=');
         if (!inEntry || equals == std::string::npos)
             continue;
-        const std::string key = TextFiles::trimmed(line.substr(0, equals));
-        const std::string value = unescaped(TextFiles::trimmed(line.substr(equals + 1)));
+        const std::string key = sv::plain::trimmed(line.substr(0, equals));
+        const std::string value = unescaped(sv::plain::trimmed(line.substr(equals + 1)));
         if (key == "Exec")
             exec = value;
         else if (key == "TryExec")

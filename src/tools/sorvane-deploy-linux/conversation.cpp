@@ -2,6 +2,7 @@
 
 #include "child_process.h"
 #include "text_files.h"
+#include "util/plain_text.h"
 
 #include <cstdio>
 
@@ -39,7 +40,7 @@ std::string markupEscaped(const std::string& text) {
 // A dialog as tall as the screen helps nobody: long lists end in a note.
 std::string shortened(const std::string& text) {
     constexpr std::size_t kMostLines = 40;
-    const std::vector<std::string> lines = TextFiles::split(text, '\n');
+    const std::vector<std::string> lines = sv::plain::split(text, '\n');
     if (lines.size() <= kMostLines)
         return text;
     std::string shown;
@@ -85,7 +86,7 @@ Conversation::Answer Conversation::askInTerminal(const std::string& text) {
     const std::optional<std::string> reply = TextFiles::readLine(stdin);
     if (!reply)
         return Answer::No;
-    const std::string answer = TextFiles::trimmed(*reply);
+    const std::string answer = sv::plain::trimmed(*reply);
     return answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" ? Answer::Yes
                                                                                 : Answer::No;
 }

@@ -1,6 +1,7 @@
 #include "package_places.h"
 
 #include "linux/dconf_names.h"
+#include "util/plain_text.h"
 
 #include <algorithm>
 
@@ -9,18 +10,6 @@ namespace selfdeploy {
 namespace {
 
 constexpr const char* kFlatpakPrefix = "flatpak:";
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::string::size_type start = 0;
-    while (true) {
-        const std::string::size_type end = text.find(separator, start);
-        parts.push_back(text.substr(start, end - start));
-        if (end == std::string::npos)
-            return parts;
-        start = end + 1;
-    }
-}
 
 // Control characters have no place in a file or dconf name, and a NUL would
 // cut the name short on its way to the system.
@@ -34,16 +23,9 @@ bool isPlainName(const std::string& name) {
            !hasControlCharacter(name);
 }
 
-std::string trimmed(const std::string& line) {
-    const auto begin = line.find_first_not_of(" \t\r");
-    if (begin == std::string::npos)
-        return {};
-    return line.substr(begin, line.find_last_not_of(" \t\r") - begin + 1);
-}
-
 bool isKeyLine(const std::string& line) {
     const auto equals = line.find('=');
-    return equals != std::string::npos && !trimmed(line.substr(0, equals)).empty();
+    return equals != std::string::npos && !sv::plain::trimmed(line.substr(0, equals)).empty();
 }
 
 } // namespace
@@ -51,7 +33,7 @@ bool isKeyLine(const std::string& line) {
 std::optional<PackagePlaces::Components> PackagePlaces::homeComponents(const std::string& stored) {
     if (stored.rfind("~/", 0) != 0)
         return std::nullopt;
-    const Components components = split(stored.substr(2), '/');
+    const Components components = sv::plain::split(stored.substr(2), '/');
     if (!std::all_of(components.begin(), components.end(), isPlainName))
         return std::nullopt;
     return components;
@@ -79,8 +61,8 @@ bool PackagePlaces::isKeyFileText(const std::string& text) {
     if (text.find('\0') != std::string::npos)
         return false;
     bool inGroup = false;
-    for (const std::string& raw : split(text, '\n')) {
-        const std::string line = trimmed(raw);
+    for (const std::string& raw : sv::plain::split(text, '\n')) {
+        const std::string line = sv::plain::trimmed(raw);
         if (line.empty() || line.front() == '#')
             continue;
         const bool group = line.size() > 2 && line.front() == '[' && line.back() == ']';
@@ -95,8 +77,8 @@ bool PackagePlaces::isKeyFileText(const std::string& text) {
 std::size_t PackagePlaces::keyCount(const std::string& text) {
     std::size_t count = 0;
     bool inGroup = false;
-    for (const std::string& raw : split(text, '\n')) {
-        const std::string line = trimmed(raw);
+    for (const std::string& raw : sv::plain::split(text, '\n')) {
+        const std::string line = sv::plain::trimmed(raw);
         if (!line.empty() && line.front() == '[')
             inGroup = true;
         else if (inGroup && !line.empty() && line.front() != '#' && isKeyLine(line))

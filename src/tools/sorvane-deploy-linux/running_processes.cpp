@@ -1,6 +1,7 @@
 #include "running_processes.h"
 
 #include "text_files.h"
+#include "util/plain_text.h"
 
 #include <algorithm>
 #include <climits>
@@ -72,7 +73,7 @@ bool runsProgram(const std::string& process, const std::vector<std::string>& pro
 // [Runtime] group instead and belongs to no application.
 std::string flatpakApplication(const std::string& infoFile) {
     bool inApplication = false;
-    for (const std::string& line : TextFiles::split(readStart(infoFile), '\n')) {
+    for (const std::string& line : sv::plain::split(readStart(infoFile), '\n')) {
         if (!line.empty() && line.front() == '[') {
             inApplication = line.rfind("[Application]", 0) == 0;
             continue;
@@ -95,7 +96,7 @@ bool flatpakRuns(const std::string& flatpakId, const std::string& procRoot,
         if (flatpakApplication(folder + "/info") != flatpakId)
             continue;
         const std::string pid =
-            TextFiles::trimmed(TextFiles::split(readStart(folder + "/pid"), '\n').front());
+            sv::plain::trimmed(sv::plain::split(readStart(folder + "/pid"), '\n').front());
         struct stat info {};
         if (isNumber(pid) && pid != "0" && ::stat((procRoot + '/' + pid).c_str(), &info) == 0)
             return true;

@@ -8,17 +8,13 @@
 
 namespace selfdeploy {
 
-// Reading small files, splitting text and talking on the standard streams
+// Reading small files and talking on the standard streams
 // without the C++ stream library, whose locale machinery, linked in, would
 // make every saved package five times larger.
 class TextFiles {
 public:
     // At most limit bytes from the start of a file; empty when it cannot be read.
     static std::string readStart(const std::string& path, std::size_t limit);
-    // The parts between separators; an empty text is one empty part.
-    static std::vector<std::string> split(const std::string& text, char separator);
-    // Without blanks (spaces, tabs, carriage returns) at either end.
-    static std::string trimmed(const std::string& text);
     // Writes the text and flushes the stream.
     static void print(std::FILE* stream, const std::string& text);
     // One line without its line end; nothing at the end of the input.
