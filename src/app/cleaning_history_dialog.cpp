@@ -29,8 +29,11 @@ QString cleaningText(const CleaningBackup& backup) {
 }
 
 QString detailsOf(const CleaningBackup& backup) {
-    QStringList lines{u"%1, %2: %3."_s.arg(backup.description(), shownDate(backup.created),
-                                           backup.contentsSummary())};
+    QString first = u"%1, %2: %3."_s.arg(backup.description(), shownDate(backup.created),
+                                         backup.contentsSummary());
+    // The description is written to stand inside a sentence ("the cleaning of …").
+    first[0] = first[0].toUpper();
+    QStringList lines{first};
     if (backup.isRestored())
         lines.append(u"Restored %1."_s.arg(shownDate(backup.restored)));
     QStringList missing;
@@ -68,6 +71,9 @@ CleaningHistoryDialog::CleaningHistoryDialog(CleaningBackupStore& store, QWidget
     list_->setHeaderLabels({u"Date"_s, u"Cleaning"_s, u"Holds"_s, u"Restored"_s});
     list_->header()->setSectionResizeMode(DateColumn, QHeaderView::ResizeToContents);
     list_->header()->setSectionResizeMode(CleaningColumn, QHeaderView::Stretch);
+    // What a backup holds is read whole; the name of what was cleaned gives way.
+    list_->header()->setSectionResizeMode(HoldsColumn, QHeaderView::ResizeToContents);
+    list_->header()->setSectionResizeMode(RestoredColumn, QHeaderView::ResizeToContents);
     list_->header()->setStretchLastSection(false);
     EmptyStateLabel::overView(list_, u"No cleaning has been backed up yet: Sorvane keeps what a "
                                      u"cleaning deletes the next time you clean."_s);

@@ -7,6 +7,7 @@
 // check, its result sheet and its failures, the packager in both modes, the
 // self-deploying package's window (macOS home folder) and an alert.
 #include "app/app_delegate.h"
+#include "app/cleaning_history_dialog.h"
 #include "app/main_window.h"
 #include "app/self_deploy_window.h"
 #include "app/sv_kolvane_packager.h"
@@ -34,6 +35,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include <cstdio>
 
@@ -242,6 +244,28 @@ void photographAlert(AppDelegate& delegate, Camera& camera) {
     setAlertPresenter(printed);
 }
 
+// The application cleaned (last, as it deletes the demo's files), and the
+// history that lists the backup the cleaning kept.
+void photographHistory(AppDelegate& delegate, Camera& camera) {
+    delegate.cleanAppPreferences();
+    if (!waitFor([&] { return delegate.opCompleteSheet->isVisible(); }))
+        camera.fail("the cleaning did not finish");
+    delegate.opComplete_closeSheet();
+    const PanelRunner::DialogRunner previous = PanelRunner::setDialogRunner([&](QDialog& dialog) {
+        dialog.show();
+        auto* history = qobject_cast<CleaningHistoryDialog*>(&dialog);
+        if (!history || history->list()->topLevelItemCount() == 0)
+            camera.fail("the history lists no backup");
+        else
+            history->list()->setCurrentItem(history->list()->topLevelItem(0));
+        camera.shoot(u"history.png"_s, &dialog);
+        dialog.reject();
+        return dialog.result();
+    });
+    delegate.showCleaningHistory();
+    PanelRunner::setDialogRunner(previous);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -276,6 +300,7 @@ int main(int argc, char** argv) {
     photographMainWindow(delegate, app, camera);
     photographPackager(delegate, app, scratch.path(), camera);
     photographAlert(delegate, camera);
+    photographHistory(delegate, camera);
     setAlertPresenter(nullptr);
     return camera.ok() ? 0 : 1;
 }
